@@ -1,0 +1,24 @@
+# Compiler settings that every target shares: warnings are errors, ccache and a fast linker are used when present.
+
+find_program(ZELMORA_CCACHE ccache)
+if(ZELMORA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${ZELMORA_CCACHE})
+endif()
+
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Werror -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual
+  -Wold-style-cast -Wcast-align -Wnull-dereference -Wimplicit-fallthrough -Wextra-semi)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Interfaces have protected non-virtual destructors behind reference counts, which these two do not see through.
+  add_compile_options(-Wduplicated-cond -Wlogical-op)
+endif()
+
+find_program(ZELMORA_MOLD mold)
+if(ZELMORA_MOLD AND NOT ZELMORA_FUZZ)
+  add_link_options(-fuse-ld=mold)
+endif()
+
+if(ZELMORA_SANITIZE)
+  add_compile_options(-fsanitize=${ZELMORA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ZELMORA_SANITIZE})
+endif()

@@ -1,0 +1,61 @@
+#include "frame/advconfig.h"
+
+#include "frame/exceptions.h"
+#include "frame/text.h"
+
+#include <fmt/core.h>
+
+namespace zelmora {
+
+namespace {
+
+std::string text_of(bool value) { return value ? "yes" : "no"; }
+
+[[noreturn]] void refuse(const advconfig_entry& entry, std::string_view text, std::string_view wanted) {
+  throw kiv::exception_invalid_params(fmt::format("{} takes {}, not \"{}\"", entry.place().key, wanted, text));
+}
+
+} // namespace
+
+void advconfig_branch::set_text(std::string_view) { throw kiv::exception_invalid_params("a heading has no value"); }
+
+void advconfig_checkbox::set(bool value) {
+  value_.set(value);
+  if (!value || radio_ == is_radio::no) return;
+  for (auto& sibling : enumerate_services<advconfig_entry>()) {
+    if (sibling.get() == this || sibling->kind() != advconfig_kind::radio) continue;
+    if (sibling->place().parent == place().parent) static_cast<advconfig_checkbox*>(sibling.get())->value_.set(false);
+  }
+}
+
+std::string advconfig_checkbox::get_text() const { return text_of(get()); }
+std::string advconfig_checkbox::get_default_text() const { return text_of(initial_); }
+
+void advconfig_checkbox::set_text(std::string_view text) {
+  for (const auto* yes : {"yes", "true", "on", "1"})
+    if (ascii_equal(text, yes)) return set(true);
+  for (const auto* no : {"no", "false", "off", "0"}) {
+    if (!ascii_equal(text, no)) continue;
+    if (radio_ == is_radio::yes && get())
+      throw kiv::exception_invalid_params(fmt::format("{} is the choice of its group; set another one instead", place().key));
+    return set(false);
+  }
+  refuse(*this, text, "yes or no");
+}
+
+void advconfig_integer::set(std::uint64_t value) {
+  if (value < least_ || value > most_)
+    refuse(*this, fmt::format("{}", value), fmt::format("a number from {} to {}", least_, most_));
+  value_.set(value);
+}
+
+std::string advconfig_integer::get_text() const { return fmt::format("{}", get()); }
+std::string advconfig_integer::get_default_text() const { return fmt::format("{}", initial_); }
+
+void advconfig_integer::set_text(std::string_view text) {
+  const auto value = parse_integer(text);
+  if (!value || *value < 0) refuse(*this, text, fmt::format("a number from {} to {}", least_, most_));
+  set(static_cast<std::uint64_t>(*value));
+}
+
+} // namespace zelmora

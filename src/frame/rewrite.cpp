@@ -1,0 +1,129 @@
+#include "frame/rewrite.h"
+
+#include "frame/host_services.h"
+#include "frame/input_open.h"
+
+#include <fmt/core.h>
+
+namespace zelmora {
+
+using namespace zelmora_io;
+
+namespace {
+
+/// How long a temporary may be in use by somebody else (a virus scanner, an indexer) before the rewrite gives up [s].
+constexpr double lock_patience = 1.0;
+
+service_ptr_t<filesystem_v2> replacing_filesystem(std::string_view path) {
+  auto result = service_cast<filesystem_v2>(filesystem::g_get_interface(path).get());
+  if (!result) throw exception_io_object_is_remote();
+  return result;
+}
+
+std::string temporary_name(std::string_view target) {
+  const auto digest =
+      service_single<hasher_md5>()->process_single(fmt::format("{}tmpretagging temporary file", target));
+  std::string name = "temp-";
+  for (const auto byte : digest) name += fmt::format("{:02x}", std::to_integer<unsigned>(byte));
+  return name + ".tmp";
+}
+
+} // namespace
+
+std::string rewrite_temporary_path(std::string_view path) {
+  const auto service = replacing_filesystem(path);
+  const auto target = service->resolve_target(path);
+  return service->get_sibling_path(target, temporary_name(target));
+}
+
+bool can_rewrite(std::string_view path) {
+  return static_cast<bool>(service_cast<filesystem_v2>(filesystem::g_get_interface(path).get()));
+}
+
+void remove_rewrite_leftover(std::string_view path) noexcept {
+  try {
+    abort_callback_dummy no_abort;
+    if (can_rewrite(path)) filesystem::g_remove(rewrite_temporary_path(path), no_abort);
+  } catch (const std::exception&) {
+    // There was none, or it can't be removed now: the next rewrite overwrites it.
+  }
+}
+
+void flush_to_disk(file& file, abort_callback& abort) {
+  if (auto durable = service_cast<file_v2>(&file)) durable->flush_to_disk(abort);
+}
+
+file_rewriter::file_rewriter(std::string_view path, abort_callback& abort)
+    : filesystem_(replacing_filesystem(path)), path_(path), target_(filesystem_->resolve_target(path)),
+      temporary_(filesystem_->get_sibling_path(target_, temporary_name(target_))) {
+  retry_while_in_use(lock_patience, abort, [&] { filesystem_->open_temporary(output_, temporary_, abort); });
+}
+
+file_rewriter::~file_rewriter() {
+  if (placed_) return;
+  try {
+    abort_callback_dummy no_abort;
+    output_.release();
+    filesystem_->remove(temporary_, no_abort);
+  } catch (const std::exception&) {
+    // What is left is overwritten by the next rewrite of this path.
+  }
+}
+
+void file_rewriter::replace(const t_filestats* expected, abort_callback& abort) {
+  abort.check();
+  filesystem_->replace(temporary_, target_, expected, abort);
+  placed_ = true;
+}
+
+void file_rewriter::commit(file_ptr& source, abort_callback& abort) {
+  flush_to_disk(*output_, abort);
+  const auto expected = source->get_stats(abort);
+  output_.release();
+  source.release();
+  replace(&expected, abort);
+  input_open_file_helper(source, path_, input_open_info_write, abort);
+}
+
+void file_rewriter::commit_new(durability wanted, abort_callback& abort) {
+  if (wanted == durability::on_disk) flush_to_disk(*output_, abort);
+  output_.release();
+  replace(nullptr, abort);
+}
+
+void splice(file& target, std::uint64_t begin, std::uint64_t end, std::span<const std::byte> content,
+            abort_callback& abort) {
+  target.ensure_seekable();
+  const auto old_size = target.get_size_ex(abort);
+  if (begin > end || end > old_size) throw exception_io_seek_out_of_range();
+  const auto tail = old_size - end;
+  const auto new_size = checked_add<std::uint64_t>(begin, checked_add<std::uint64_t>(content.size(), tail));
+
+  // The store holds all old bytes from `begin` on: what is cut out, for the way back, and the tail.
+  file_ptr store;
+  const bool small = old_size <= tail_in_memory_limit;
+  filesystem::g_open(store, small ? "tempmem://" : "tempfile://", open_mode::write_new, abort);
+  target.seek(begin, abort);
+  file::transfer(target, *store, old_size - begin, abort);
+  store->seek(end - begin, abort);
+
+  try {
+    // Growing first: a full disk shows before anything is overwritten.
+    if (new_size > old_size) target.resize(new_size, abort);
+    target.seek(begin, abort);
+    target.write(content.data(), content.size(), abort);
+    file::transfer(*store, target, tail, abort);
+    if (new_size < old_size) target.resize(new_size, abort);
+    flush_to_disk(target, abort);
+  } catch (...) {
+    abort_callback_dummy no_abort;
+    store->seek(0, no_abort);
+    target.seek(begin, no_abort);
+    file::transfer(*store, target, old_size - begin, no_abort);
+    target.resize(old_size, no_abort);
+    flush_to_disk(target, no_abort);
+    throw;
+  }
+}
+
+} // namespace zelmora
