@@ -37,7 +37,8 @@ void advconfig_checkbox::set_text(std::string_view text) {
   for (const auto* no : {"no", "false", "off", "0"}) {
     if (!ascii_equal(text, no)) continue;
     if (radio_ == is_radio::yes && get())
-      throw kiv::exception_invalid_params(fmt::format("{} is the choice of its group; set another one instead", place().key));
+      throw kiv::exception_invalid_params(
+          fmt::format("{} is the choice of its group; set another one instead", place().key));
     return set(false);
   }
   refuse(*this, text, "yes or no");

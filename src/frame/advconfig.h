@@ -71,7 +71,9 @@ class advconfig_checkbox : public advconfig_entry {
   bool get() const noexcept { return value_.get(); }
   void set(bool value);
 
-  advconfig_kind kind() const override { return radio_ == is_radio::yes ? advconfig_kind::radio : advconfig_kind::checkbox; }
+  advconfig_kind kind() const override {
+    return radio_ == is_radio::yes ? advconfig_kind::radio : advconfig_kind::checkbox;
+  }
   std::string get_text() const override;
   std::string get_default_text() const override;
   void set_text(std::string_view text) override;

@@ -202,8 +202,10 @@ void audio_chunk::set_data_floatingpoint_ex(const void* data, std::size_t bytes,
   if (bits != 16 && bits != 24 && bits != 32 && bits != 64) uBugCheck("invalid bit depth");
   const auto total = bytes / (bits / 8);
   prepare(total, rate, channels, mask);
-  if ((flags & pcm_flag_big_endian_float) != 0) convert_floating<std::endian::big>(data, total, bits, get_data());
-  else convert_floating<std::endian::little>(data, total, bits, get_data());
+  if ((flags & pcm_flag_big_endian_float) != 0)
+    convert_floating<std::endian::big>(data, total, bits, get_data());
+  else
+    convert_floating<std::endian::little>(data, total, bits, get_data());
 }
 
 std::size_t audio_chunk::skip_first(std::size_t samples) {

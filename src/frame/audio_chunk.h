@@ -38,8 +38,8 @@ enum pcm_flags : std::uint32_t {
   pcm_flag_signed = 4,           ///< `set_data_fixedpoint_ex`
 };
 
-/// One block of interleaved samples with its format. Valid for 1 to 32 channels and 1000 Hz to 20,000,000 Hz. One thread
-/// at a time.
+/// One block of interleaved samples with its format. Valid for 1 to 32 channels and 1000 Hz to 20,000,000 Hz. One
+/// thread at a time.
 class audio_chunk {
  public:
   static constexpr std::uint32_t max_channels = 32;

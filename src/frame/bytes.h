@@ -18,25 +18,36 @@
 
 namespace zelmora {
 
-
 namespace detail {
 template <std::size_t Size>
 struct unsigned_of_size;
 template <>
-struct unsigned_of_size<1> { using type = std::uint8_t; };
+struct unsigned_of_size<1> {
+  using type = std::uint8_t;
+};
 template <>
-struct unsigned_of_size<2> { using type = std::uint16_t; };
+struct unsigned_of_size<2> {
+  using type = std::uint16_t;
+};
 template <>
-struct unsigned_of_size<4> { using type = std::uint32_t; };
+struct unsigned_of_size<4> {
+  using type = std::uint32_t;
+};
 template <>
-struct unsigned_of_size<8> { using type = std::uint64_t; };
+struct unsigned_of_size<8> {
+  using type = std::uint64_t;
+};
 
 template <std::unsigned_integral T>
 constexpr T swap_bytes(T value) {
-  if constexpr (sizeof(T) == 1) return value;
-  else if constexpr (sizeof(T) == 2) return __builtin_bswap16(value);
-  else if constexpr (sizeof(T) == 4) return __builtin_bswap32(value);
-  else return __builtin_bswap64(value);
+  if constexpr (sizeof(T) == 1)
+    return value;
+  else if constexpr (sizeof(T) == 2)
+    return __builtin_bswap16(value);
+  else if constexpr (sizeof(T) == 4)
+    return __builtin_bswap32(value);
+  else
+    return __builtin_bswap64(value);
 }
 } // namespace detail
 
@@ -53,9 +64,13 @@ T load_bytes(const void* source) noexcept {
   return std::bit_cast<T>(raw);
 }
 template <wire_number T>
-T load_le(const void* source) noexcept { return load_bytes<T, std::endian::little>(source); }
+T load_le(const void* source) noexcept {
+  return load_bytes<T, std::endian::little>(source);
+}
 template <wire_number T>
-T load_be(const void* source) noexcept { return load_bytes<T, std::endian::big>(source); }
+T load_be(const void* source) noexcept {
+  return load_bytes<T, std::endian::big>(source);
+}
 
 /// `value` as `sizeof(T)` bytes at `destination`, in `order`.
 template <wire_number T, std::endian order>
@@ -65,9 +80,13 @@ void store_bytes(void* destination, T value) noexcept {
   std::memcpy(destination, &raw, sizeof raw);
 }
 template <wire_number T>
-void store_le(void* destination, T value) noexcept { store_bytes<T, std::endian::little>(destination, value); }
+void store_le(void* destination, T value) noexcept {
+  store_bytes<T, std::endian::little>(destination, value);
+}
 template <wire_number T>
-void store_be(void* destination, T value) noexcept { store_bytes<T, std::endian::big>(destination, value); }
+void store_be(void* destination, T value) noexcept {
+  store_bytes<T, std::endian::big>(destination, value);
+}
 
 /// Sums and products of sizes taken from files: raise `kiv::exception_overflow` instead of wrapping.
 template <std::unsigned_integral T>

@@ -10,8 +10,12 @@ class client_impl final : public zelmora_client {
  public:
   std::uint32_t get_version() override { return interface_revision; }
   service_factory_node* get_service_list() override { return service_list_head(); }
-  void get_config_stream(zelmora_io::stream_writer& out, abort_callback& abort) override { cfg_var::write_all(out, abort); }
-  void set_config_stream(zelmora_io::stream_reader& in, abort_callback& abort) override { cfg_var::read_all(in, abort); }
+  void get_config_stream(zelmora_io::stream_writer& out, abort_callback& abort) override {
+    cfg_var::write_all(out, abort);
+  }
+  void set_config_stream(zelmora_io::stream_reader& in, abort_callback& abort) override {
+    cfg_var::read_all(in, abort);
+  }
   void set_library_path(const char* path, const char* name) override { library_ = {path, name}; }
   void services_init(bool running) override { running_.store(running); }
   bool is_debug() override { return false; }

@@ -26,8 +26,8 @@ void dynamic_bitrate_helper::on_frame(double seconds, std::size_t bits) {
 bool dynamic_bitrate_helper::on_update(file_info& info, double& delta) {
   initialize();
   if (!enabled_ || stretch_seconds_ <= interval_) return false;
-  const auto rate = static_cast<std::int64_t>(
-      std::floor(static_cast<double>(stretch_bits_) / stretch_seconds_ * 0.001 + 0.5));
+  const auto rate =
+      static_cast<std::int64_t>(std::floor(static_cast<double>(stretch_bits_) / stretch_seconds_ * 0.001 + 0.5));
   const bool changed = info.info_get_int(info_field::bitrate_dynamic) != rate;
   if (changed) {
     delta = time_ - stretch_seconds_;

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cxxabi.h>
 #include <cstdlib>
+#include <cxxabi.h>
 #include <fmt/core.h>
 #include <memory>
 #include <typeinfo>
@@ -23,8 +23,8 @@ void uBugCheck(const char* what) { throw kiv::exception_bug_check(what); }
 std::string exception_class_name(const std::exception& failure) {
   const char* mangled = typeid(failure).name();
   int status = 0;
-  const std::unique_ptr<char, decltype(&std::free)> demangled(
-      abi::__cxa_demangle(mangled, nullptr, nullptr, &status), &std::free);
+  const std::unique_ptr<char, decltype(&std::free)> demangled(abi::__cxa_demangle(mangled, nullptr, nullptr, &status),
+                                                              &std::free);
   std::string name = status == 0 && demangled ? demangled.get() : mangled;
   if (const auto colons = name.rfind("::"); colons != std::string::npos) name.erase(0, colons + 2);
   return name;

@@ -118,7 +118,8 @@ namespace {
 
 class limited_file : public file {
  public:
-  limited_file(file_ptr source, std::uint64_t start, std::uint64_t end) : source_(std::move(source)), start_(start), end_(end) {}
+  limited_file(file_ptr source, std::uint64_t start, std::uint64_t end)
+      : source_(std::move(source)), start_(start), end_(end) {}
 
   std::size_t read(void* buffer, std::size_t bytes, abort_callback& abort) override {
     const auto left = end_ == unknown_size ? bytes : std::min<std::uint64_t>(bytes, end_ - start_ - position_);

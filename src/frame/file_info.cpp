@@ -21,9 +21,7 @@ const std::string* file_info::info_get(std::string_view name) const {
   return field == npos ? nullptr : &info_enum_value(field);
 }
 
-void file_info::info_set_int(std::string_view name, std::int64_t value) {
-  info_set(name, std::to_string(value));
-}
+void file_info::info_set_int(std::string_view name, std::int64_t value) { info_set(name, std::to_string(value)); }
 
 std::int64_t file_info::info_get_int(std::string_view name) const {
   const auto* text = info_get(name);
@@ -31,7 +29,8 @@ std::int64_t file_info::info_get_int(std::string_view name) const {
 }
 
 void file_info::info_set_channel_mask(std::uint32_t mask) {
-  if (mask == 0 || mask == channel_mask_stereo || mask == channel_mask_mono) return info_remove(info_field::channel_mask);
+  if (mask == 0 || mask == channel_mask_stereo || mask == channel_mask_mono)
+    return info_remove(info_field::channel_mask);
   info_set(info_field::channel_mask, fmt::format("0x{:X}", mask));
 }
 
@@ -175,8 +174,10 @@ std::size_t file_info_impl::info_find(std::string_view name) const {
 
 void file_info_impl::info_set(std::string_view name, std::string_view value) {
   const auto field = info_find(name);
-  if (field != npos) info_[field].value = value;
-  else info_.push_back({std::string(name), std::string(value)});
+  if (field != npos)
+    info_[field].value = value;
+  else
+    info_.push_back({std::string(name), std::string(value)});
 }
 
 void file_info_impl::info_remove(std::string_view name) {

@@ -30,17 +30,18 @@ struct replaygain_info {
 
 /// Names of technical fields that all inputs use.
 namespace info_field {
-inline constexpr std::string_view samplerate = "samplerate";                     ///< [Hz]
-inline constexpr std::string_view channels = "channels";                         ///< count
-inline constexpr std::string_view bitspersample = "bitspersample";               ///< the container's sample width
-inline constexpr std::string_view decoded_bitspersample = "decoded_bitspersample"; ///< width of what a stream decodes to
-inline constexpr std::string_view bitspersample_extra = "bitspersample_extra";   ///< "fixed-point", "floating-point"
-inline constexpr std::string_view bitrate = "bitrate";                           ///< [kbit/s] of the whole file
-inline constexpr std::string_view bitrate_dynamic = "bitrate_dynamic";           ///< [kbit/s] of the last stretch
-inline constexpr std::string_view codec = "codec";                               ///< display name of the format
-inline constexpr std::string_view codec_profile = "codec_profile";               ///< the variant
-inline constexpr std::string_view encoding = "encoding";                         ///< "lossless", "lossy"
-inline constexpr std::string_view tagtype = "tagtype";                           ///< the tag kinds found, joined by "|"
+inline constexpr std::string_view samplerate = "samplerate";       ///< [Hz]
+inline constexpr std::string_view channels = "channels";           ///< count
+inline constexpr std::string_view bitspersample = "bitspersample"; ///< the container's sample width
+inline constexpr std::string_view decoded_bitspersample =
+    "decoded_bitspersample";                                                   ///< width of what a stream decodes to
+inline constexpr std::string_view bitspersample_extra = "bitspersample_extra"; ///< "fixed-point", "floating-point"
+inline constexpr std::string_view bitrate = "bitrate";                         ///< [kbit/s] of the whole file
+inline constexpr std::string_view bitrate_dynamic = "bitrate_dynamic";         ///< [kbit/s] of the last stretch
+inline constexpr std::string_view codec = "codec";                             ///< display name of the format
+inline constexpr std::string_view codec_profile = "codec_profile";             ///< the variant
+inline constexpr std::string_view encoding = "encoding";                       ///< "lossless", "lossy"
+inline constexpr std::string_view tagtype = "tagtype";                         ///< the tag kinds found, joined by "|"
 inline constexpr std::string_view channel_mask = "WAVEFORMATEXTENSIBLE_CHANNEL_MASK";
 } // namespace info_field
 

@@ -1,8 +1,8 @@
 // What a host sees of a format: an entry that opens readers, writers and decoders.
 //
-// Life of a decoder: opened by the entry; `get_subsong_count`, `get_subsong` and `get_info` answer at any time from then
-// on; `initialize`; `run` until false, with `seek` between. `initialize` may be called again: the track starts anew.
-// An object is used by one thread at a time; entries are immutable and shared by all threads.
+// Life of a decoder: opened by the entry; `get_subsong_count`, `get_subsong` and `get_info` answer at any time from
+// then on; `initialize`; `run` until false, with `seek` between. `initialize` may be called again: the track starts
+// anew. An object is used by one thread at a time; entries are immutable and shared by all threads.
 #pragma once
 
 #include "frame/audio_chunk.h"
@@ -80,7 +80,8 @@ class input_decoder : public input_info_reader {
   virtual void initialize(std::uint32_t subsong, std::uint32_t flags, abort_callback& abort) = 0;
   /// True with a chunk; false at the end, and on every later call until a seek.
   virtual bool run(audio_chunk& chunk, abort_callback& abort) = 0;
-  /// To `seconds` [s] from the start, exact to the sample. Below 0 raises `exception_io_data`; beyond the end is the end.
+  /// To `seconds` [s] from the start, exact to the sample. Below 0 raises `exception_io_data`; beyond the end is the
+  /// end.
   virtual void seek(double seconds, abort_callback& abort) = 0;
   virtual bool can_seek() = 0;
   /// True when `info` was changed; `time_delta` [s] says from when on it holds.
@@ -133,8 +134,8 @@ class input_entry : public service_base {
   virtual guid get_preferences_guid() { return {}; }
   /// Tried after all others.
   virtual bool is_low_merit() { return false; }
-  /// Makes the object of class `class_id` (reader, writer or decoder) over `filehint`, or over what `path` opens. Another
-  /// class raises `kiv::exception_not_implemented`; foreign data raises `exception_io_data`.
+  /// Makes the object of class `class_id` (reader, writer or decoder) over `filehint`, or over what `path` opens.
+  /// Another class raises `kiv::exception_not_implemented`; foreign data raises `exception_io_data`.
   virtual void open(const guid& class_id, service_ptr_t<service_base>& out, file_ptr filehint, std::string_view path,
                     event_logger_ptr logger, abort_callback& abort) = 0;
   /// Whether a file that begins with these bytes is of this format. Users rename files: every format with a signature

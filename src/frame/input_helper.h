@@ -1,4 +1,5 @@
-// The way in which the plug-in itself uses inputs: cue sheets, links and the track-by-track tools open paths through it.
+// The way in which the plug-in itself uses inputs: cue sheets, links and the track-by-track tools open paths through
+// it.
 #pragma once
 
 #include "frame/input.h"

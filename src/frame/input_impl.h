@@ -13,7 +13,8 @@
 //   static bool g_is_our_path(std::string_view path, std::string_view extension);
 //   static bool g_is_our_file_header(std::span<const std::byte> head);
 //   static guid g_get_guid();  static std::string_view g_get_name();
-// What `input_stubs` answers stands unless the class says otherwise. `docs/adding-a-format.md` shows one from end to end.
+// What `input_stubs` answers stands unless the class says otherwise. `docs/adding-a-format.md` shows one from end to
+// end.
 #pragma once
 
 #include "frame/input.h"
@@ -37,7 +38,9 @@ class input_stubs {
   bool decode_get_dynamic_info(file_info&, double&) { return false; }
   bool decode_get_dynamic_info_track(file_info&, double&) { return false; }
   void decode_on_idle(abort_callback&) {}
-  bool decode_run_raw(audio_chunk&, std::vector<std::byte>&, abort_callback&) { throw kiv::exception_not_implemented(); }
+  bool decode_run_raw(audio_chunk&, std::vector<std::byte>&, abort_callback&) {
+    throw kiv::exception_not_implemented();
+  }
   std::size_t extended_param(const guid&, void*, std::size_t) { return 0; }
 
   void retag(const file_info&, abort_callback&) { throw exception_tagging_unsupported(); }
@@ -80,17 +83,23 @@ class input_wrapper : public Interface {
   Format& format() noexcept { return format_; }
 
   std::uint32_t get_subsong_count() override {
-    if constexpr (multi_track<Format>) return format_.get_subsong_count();
-    else return 1;
+    if constexpr (multi_track<Format>)
+      return format_.get_subsong_count();
+    else
+      return 1;
   }
   std::uint32_t get_subsong(std::uint32_t index) override {
-    if constexpr (multi_track<Format>) return format_.get_subsong(index);
-    else return 0;
+    if constexpr (multi_track<Format>)
+      return format_.get_subsong(index);
+    else
+      return 0;
   }
   void get_info(std::uint32_t subsong, file_info& info, abort_callback& abort) override {
     check_subsong(subsong);
-    if constexpr (multi_track<Format>) format_.get_info(subsong, info, abort);
-    else format_.get_info(info, abort);
+    if constexpr (multi_track<Format>)
+      format_.get_info(subsong, info, abort);
+    else
+      format_.get_info(info, abort);
   }
   t_filestats get_file_stats(abort_callback& abort) override { return format_.get_file_stats(abort); }
 
@@ -146,7 +155,8 @@ class decoder_wrapper : public input_wrapper<Format, input_decoder_v3> {
   }
   bool run(audio_chunk& chunk, abort_callback& abort) override {
     if (!queue_.is_active()) return this->format_.decode_run(chunk, abort);
-    return queue_.run([this](audio_chunk& c, abort_callback& a) { return this->format_.decode_run(c, a); }, chunk, abort);
+    return queue_.run([this](audio_chunk& c, abort_callback& a) { return this->format_.decode_run(c, a); }, chunk,
+                      abort);
   }
   void seek(double seconds, abort_callback& abort) override {
     if (!(seconds >= 0)) throw zelmora_io::exception_io_data();
@@ -196,11 +206,14 @@ class input_entry_impl : public input_entry {
   void open(const guid& class_id, service_ptr_t<service_base>& out, file_ptr filehint, std::string_view path,
             event_logger_ptr logger, abort_callback& abort) override {
     if (class_id == input_decoder::class_guid)
-      out = make<detail::decoder_wrapper<Format>>(input_open_decode, std::move(filehint), path, std::move(logger), abort);
+      out =
+          make<detail::decoder_wrapper<Format>>(input_open_decode, std::move(filehint), path, std::move(logger), abort);
     else if (class_id == input_info_reader::class_guid)
-      out = make<detail::info_reader_wrapper<Format>>(input_open_info_read, std::move(filehint), path, std::move(logger), abort);
+      out = make<detail::info_reader_wrapper<Format>>(input_open_info_read, std::move(filehint), path,
+                                                      std::move(logger), abort);
     else if (class_id == input_info_writer::class_guid)
-      out = make<detail::info_writer_wrapper<Format>>(input_open_info_write, std::move(filehint), path, std::move(logger), abort);
+      out = make<detail::info_writer_wrapper<Format>>(input_open_info_write, std::move(filehint), path,
+                                                      std::move(logger), abort);
     else
       throw kiv::exception_not_implemented();
   }

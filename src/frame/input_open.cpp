@@ -45,7 +45,8 @@ std::vector<candidate> list_candidates(std::string_view path, std::string_view c
 /// The search for the entry that opens one object.
 class input_search {
  public:
-  input_search(const guid& class_id, file_ptr filehint, std::string_view path, event_logger_ptr logger, abort_callback& abort)
+  input_search(const guid& class_id, file_ptr filehint, std::string_view path, event_logger_ptr logger,
+               abort_callback& abort)
       : class_id_(class_id), file_(std::move(filehint)), path_(path), logger_(std::move(logger)), abort_(abort) {}
 
   opened_input run() {
@@ -125,13 +126,15 @@ opened_input open_input(const guid& class_id, file_ptr filehint, std::string_vie
 namespace {
 
 template <class Interface>
-service_ptr_t<Interface> open_as(file_ptr filehint, std::string_view path, event_logger_ptr logger, abort_callback& abort) {
+service_ptr_t<Interface> open_as(file_ptr filehint, std::string_view path, event_logger_ptr logger,
+                                 abort_callback& abort) {
   const auto opened = open_input(Interface::class_guid, std::move(filehint), path, std::move(logger), abort);
   return service_extension<Interface>(opened.instance.get());
 }
 
 template <class Interface>
-service_ptr_t<Interface> open_entry_as(input_entry& entry, file_ptr filehint, std::string_view path, abort_callback& abort) {
+service_ptr_t<Interface> open_entry_as(input_entry& entry, file_ptr filehint, std::string_view path,
+                                       abort_callback& abort) {
   service_ptr_t<service_base> instance;
   entry.open(Interface::class_guid, instance, std::move(filehint), path, nullptr, abort);
   return service_extension<Interface>(instance.get());
@@ -139,7 +142,8 @@ service_ptr_t<Interface> open_entry_as(input_entry& entry, file_ptr filehint, st
 
 } // namespace
 
-service_ptr_t<input_decoder> input_entry::open_for_decoding(file_ptr filehint, std::string_view path, abort_callback& abort) {
+service_ptr_t<input_decoder> input_entry::open_for_decoding(file_ptr filehint, std::string_view path,
+                                                            abort_callback& abort) {
   return open_entry_as<input_decoder>(*this, std::move(filehint), path, abort);
 }
 service_ptr_t<input_info_reader> input_entry::open_for_info_read(file_ptr filehint, std::string_view path,

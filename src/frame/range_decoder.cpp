@@ -1,5 +1,5 @@
-// A decoder over a stretch of a track. The stretch is kept in seconds and cut in samples: the chunk that crosses the end
-// keeps the number of samples left, rounded to nearest.
+// A decoder over a stretch of a track. The stretch is kept in seconds and cut in samples: the chunk that crosses the
+// end keeps the number of samples left, rounded to nearest.
 #include "frame/input_helper.h"
 #include "frame/input_open.h"
 
@@ -68,9 +68,9 @@ class range_decoder : public input_decoder {
 
   service_ptr_t<input_decoder> inner_;
   std::uint32_t subsong_; ///< of `inner_`
-  double start_;         ///< [s]
-  double length_;        ///< [s]
-  double position_ = 0;  ///< [s] from `start_`
+  double start_;          ///< [s]
+  double length_;         ///< [s]
+  double position_ = 0;   ///< [s] from `start_`
 };
 
 } // namespace

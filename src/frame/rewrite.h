@@ -1,9 +1,9 @@
 // Safe rewriting: the one way in which a file is written anew.
 //
 // A rewrite fills a temporary beside the source and puts it in the source's place in one step, after its content has
-// reached the disk. At every moment the path holds the old bytes or the new. The temporary's name follows from the path,
-// so that what a killed process leaves behind is overwritten by the next rewrite, and goes when the path is next opened
-// for writing.
+// reached the disk. At every moment the path holds the old bytes or the new. The temporary's name follows from the
+// path, so that what a killed process leaves behind is overwritten by the next rewrite, and goes when the path is next
+// opened for writing.
 //
 // Where an object can't be replaced (it has no such file system, or only its handle is known), `splice` moves its tail
 // through a temporary store and restores the old bytes when that fails.
@@ -70,8 +70,8 @@ class file_rewriter {
 inline constexpr std::uint64_t tail_in_memory_limit = 16'777'216;
 
 /// Replaces the bytes [begin, end) of `target` by `content`, moving what follows through "tempmem://" (up to
-/// `tail_in_memory_limit`) or "tempfile://". A failure or an abort restores the old bytes before it is passed on; only a
-/// kill, or a second failure, can leave the object between the two.
+/// `tail_in_memory_limit`) or "tempfile://". A failure or an abort restores the old bytes before it is passed on; only
+/// a kill, or a second failure, can leave the object between the two.
 void splice(zelmora_io::file& target, std::uint64_t begin, std::uint64_t end, std::span<const std::byte> content,
             abort_callback& abort);
 

@@ -28,10 +28,8 @@ class service_ptr_t {
   service_ptr_t(const service_ptr_t& other) noexcept : object_(other.object_) { add(); }
   service_ptr_t(service_ptr_t&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
   template <class U>
-    requires(!std::same_as<U, T> && std::convertible_to<U*, T*>)
-  service_ptr_t(const service_ptr_t<U>& other) noexcept : object_(other.get()) {
-    add();
-  }
+  requires(!std::same_as<U, T> && std::convertible_to<U*, T*>) service_ptr_t(const service_ptr_t<U>& other)
+  noexcept : object_(other.get()) { add(); }
   ~service_ptr_t() { drop(); }
 
   /// Takes the new reference before the old one goes, so that self-assignment and owned sub-objects are safe.

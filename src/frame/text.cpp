@@ -60,7 +60,8 @@ int stricmp_utf8(std::string_view a, std::string_view b) {
 
 bool has_prefix_utf8(std::string_view text, std::string_view prefix) {
   while (!prefix.empty()) {
-    if (text.empty() || fold_code_point(next_code_point(text)) != fold_code_point(next_code_point(prefix))) return false;
+    if (text.empty() || fold_code_point(next_code_point(text)) != fold_code_point(next_code_point(prefix)))
+      return false;
   }
   return true;
 }
@@ -88,13 +89,20 @@ std::string escape_for_display(std::string_view text) {
   out.reserve(text.size());
   while (!text.empty()) {
     const auto c = next_code_point(text);
-    if (c == '\n') out += "\\n";
-    else if (c == '\r') out += "\\r";
-    else if (c == '\t') out += "\\t";
-    else if (c < 0x20 || c == 0x7F) out += fmt::format("\\x{:02X}", static_cast<unsigned>(c));
-    else if (c >= 0x80 && c < 0xA0) out += fmt::format("\\u{:04X}", static_cast<unsigned>(c));
-    else if (c >= invalid_byte_base) out += fmt::format("\\x{:02X}", static_cast<unsigned>(c - invalid_byte_base));
-    else append_code_point(out, c);
+    if (c == '\n')
+      out += "\\n";
+    else if (c == '\r')
+      out += "\\r";
+    else if (c == '\t')
+      out += "\\t";
+    else if (c < 0x20 || c == 0x7F)
+      out += fmt::format("\\x{:02X}", static_cast<unsigned>(c));
+    else if (c >= 0x80 && c < 0xA0)
+      out += fmt::format("\\u{:04X}", static_cast<unsigned>(c));
+    else if (c >= invalid_byte_base)
+      out += fmt::format("\\x{:02X}", static_cast<unsigned>(c - invalid_byte_base));
+    else
+      append_code_point(out, c);
   }
   return out;
 }

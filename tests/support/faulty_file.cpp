@@ -27,7 +27,9 @@ class faulty_file : public file_v2 {
     source_->write(buffer, bytes, abort);
     count_->bytes_written += bytes;
   }
-  std::uint64_t get_size(abort_callback& abort) override { return faults_.no_size ? unknown_size : source_->get_size(abort); }
+  std::uint64_t get_size(abort_callback& abort) override {
+    return faults_.no_size ? unknown_size : source_->get_size(abort);
+  }
   std::uint64_t get_position(abort_callback& abort) override { return source_->get_position(abort); }
   void resize(std::uint64_t size, abort_callback& abort) override {
     enter();

@@ -1,4 +1,5 @@
-// Views of a file that behave as awkward sources do: no size, no seeking, a byte at a time, a failure at the Nth operation.
+// Views of a file that behave as awkward sources do: no size, no seeking, a byte at a time, a failure at the Nth
+// operation.
 #pragma once
 
 #include "frame/file.h"

@@ -27,7 +27,9 @@ class own_enumerator : public service_enumerator {
 
 class own_services final : public zelmora_services {
  public:
-  service_ptr_t<service_enumerator> enumerate(const guid& class_id) override { return service_new<own_enumerator>(class_id); }
+  service_ptr_t<service_enumerator> enumerate(const guid& class_id) override {
+    return service_new<own_enumerator>(class_id);
+  }
 };
 
 } // namespace
