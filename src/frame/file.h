@@ -136,6 +136,9 @@ class file_v2 : public file {
 
   /// Returns when content and size have reached the device.
   virtual void flush_to_disk(abort_callback& abort) = 0;
+  /// Hands what the object itself still holds to the system, and raises what went wrong with it. For objects that write
+  /// through there is nothing to do.
+  virtual void flush_to_system(abort_callback&) {}
 };
 
 using file_ptr = service_ptr_t<file>;

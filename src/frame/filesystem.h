@@ -45,6 +45,12 @@ class filesystem : public service_base {
   static void g_remove(std::string_view path, abort_callback& abort);
 };
 
+/// How sure the replacement of an object has to be before it is reported done.
+enum class durability {
+  on_disk, ///< as a rewrite of what can't be made again must be
+  ordinary ///< the system writes it out in its own time
+};
+
 /// A scheme whose objects can be replaced as a whole, in one step.
 class filesystem_v2 : public filesystem {
  public:
@@ -59,12 +65,17 @@ class filesystem_v2 : public filesystem {
   /// Opens an object that only this process will write until it is complete: readable by the owner alone, never
   /// through a link. A leftover of the same name is overwritten, one in use raises `exception_io_sharing_violation`.
   virtual void open_temporary(file_ptr& out, std::string_view path, abort_callback& abort) = 0;
+  /// Removes a leftover of that name; one that a process has open for writing stays.
+  virtual void remove_temporary(std::string_view path, abort_callback& abort) = 0;
   /// Gives `temporary` the permissions, ownership, extended attributes and times of `target` where there is one, and
-  /// puts it in `target`'s place in one step; then makes the directory entry durable. Whatever fails, `target` is
-  /// whole, old or new. With `expected`, a target whose size or time is another by now raises
-  /// `exception_io_sharing_violation`: somebody else has written to it.
+  /// puts it in `target`'s place in one step. With `durability::on_disk` its content and attributes reach the disk
+  /// before that step and the directory entry after it. Whatever fails, `target` is whole, old or new. With `expected`,
+  /// a target whose size or time is another by now raises `exception_io_sharing_violation`: somebody else has written
+  /// to it.
+  ///
+  /// The caller keeps `temporary` open, with nothing held back in it, until this returns: its lock keeps others away.
   virtual void replace(std::string_view temporary, std::string_view target, const t_filestats* expected,
-                       abort_callback& abort) = 0;
+                       durability wanted, abort_callback& abort) = 0;
 };
 
 } // namespace zelmora::zelmora_io

@@ -38,7 +38,7 @@ class event_logger : public service_base {
   using interface_type = event_logger;
   using interface_parent = service_base;
   static constexpr guid class_guid = "2E9B4B6A-9B1B-4E5C-8E0A-61D6B0C97E60"_guid;
-  enum severity : unsigned { information = 0, warning = 1, error = 2 };
+  enum level : unsigned { information = 0, warning = 1, error = 2 };
 
   virtual void log_entry(std::string_view text, unsigned severity) = 0;
 };

@@ -57,7 +57,7 @@ class input_stubs {
  protected:
   /// While opening: a defect that does not stop playback.
   void gather_warning(std::string text) { gathered_.push_back(std::move(text)); }
-  /// While decoding; `severity` of `event_logger::severity`.
+  /// While decoding; `severity` of `event_logger::level`.
   void log(std::string_view text, unsigned severity) const {
     if (logger_) logger_->log_entry(text, severity);
   }

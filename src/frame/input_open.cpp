@@ -38,7 +38,7 @@ std::vector<candidate> list_candidates(std::string_view path, std::string_view c
     if (entry->is_our_path(path, extension)) claim |= claim_path;
     result.push_back({std::move(entry), claim, nullptr});
   }
-  std::ranges::stable_partition(result, [](const candidate& c) { return !c.entry->is_low_merit(); });
+  std::stable_partition(result.begin(), result.end(), [](const candidate& c) { return !c.entry->is_low_merit(); });
   return result;
 }
 

@@ -43,7 +43,7 @@ bool can_rewrite(std::string_view path) {
 void remove_rewrite_leftover(std::string_view path) noexcept {
   try {
     abort_callback_dummy no_abort;
-    if (can_rewrite(path)) filesystem::g_remove(rewrite_temporary_path(path), no_abort);
+    if (can_rewrite(path)) replacing_filesystem(path)->remove_temporary(rewrite_temporary_path(path), no_abort);
   } catch (const std::exception&) {
     // There was none, or it can't be removed now: the next rewrite overwrites it.
   }
@@ -63,32 +63,35 @@ file_rewriter::~file_rewriter() {
   if (placed_) return;
   try {
     abort_callback_dummy no_abort;
-    output_.release();
+    // The open handle keeps the lock until the name is gone, so that nobody else's temporary is removed here.
     filesystem_->remove(temporary_, no_abort);
   } catch (const std::exception&) {
     // What is left is overwritten by the next rewrite of this path.
   }
 }
 
-void file_rewriter::replace(const t_filestats* expected, abort_callback& abort) {
+/// The temporary stays open, and so locked, until it is in place: between its last byte and the rename no other process
+/// may take it for a leftover.
+void file_rewriter::place(const t_filestats* expected, durability wanted, abort_callback& abort) {
   abort.check();
-  filesystem_->replace(temporary_, target_, expected, abort);
+  filesystem_->replace(temporary_, target_, expected, wanted, abort);
   placed_ = true;
+  output_.release();
 }
 
 void file_rewriter::commit(file_ptr& source, abort_callback& abort) {
   flush_to_disk(*output_, abort);
   const auto expected = source->get_stats(abort);
-  output_.release();
   source.release();
-  replace(&expected, abort);
-  input_open_file_helper(source, path_, input_open_info_write, abort);
+  place(&expected, durability::on_disk, abort);
+  retry_while_in_use(lock_patience, abort,
+                     [&] { input_open_file_helper(source, path_, input_open_info_write, abort); });
 }
 
 void file_rewriter::commit_new(durability wanted, abort_callback& abort) {
   if (wanted == durability::on_disk) flush_to_disk(*output_, abort);
-  output_.release();
-  replace(nullptr, abort);
+  if (auto held_back = service_cast<file_v2>(output_.get())) held_back->flush_to_system(abort);
+  place(nullptr, wanted, abort);
 }
 
 void splice(file& target, std::uint64_t begin, std::uint64_t end, std::span<const std::byte> content,

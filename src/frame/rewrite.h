@@ -45,18 +45,15 @@ class file_rewriter {
 
   zelmora_io::file& output() { return *output_; }
 
-  /// Flushes, releases the temporary and `source`, replaces, and opens the path anew into `source` for writing.
+  /// Flushes, releases `source`, replaces it, and opens the path anew into `source` for writing.
   void commit(file_ptr& source, abort_callback& abort);
 
-  enum class durability {
-    on_disk, ///< as a rewrite of what can't be made again must be
-    ordinary ///< the system writes it out in its own time
-  };
+  using durability = zelmora_io::durability;
   /// Puts the temporary in the place of a path that nobody has open, or that doesn't exist yet.
   void commit_new(durability wanted, abort_callback& abort);
 
  private:
-  void replace(const t_filestats* expected, abort_callback& abort);
+  void place(const t_filestats* expected, durability wanted, abort_callback& abort);
 
   service_ptr_t<zelmora_io::filesystem_v2> filesystem_;
   std::string path_;

@@ -23,7 +23,7 @@ struct file_faults {
   std::size_t shorten_at = never; ///< a read from that operation on finds the end of the file
   std::size_t abort_at = never;   ///< that operation raises `exception_aborted`
   /// Called before each operation with its number; may raise, or end the process.
-  std::function<void(std::size_t)> before_operation;
+  std::function<void(std::size_t)> before_operation{};
 };
 
 /// How often a `faulty_file` was called; survives the file.
