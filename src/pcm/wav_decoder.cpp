@@ -1,0 +1,20 @@
+#include "pcm/wav_decoder.h"
+
+#include "frame/exceptions.h"
+
+#include <utility>
+
+namespace zelmora {
+
+using namespace zelmora_io;
+
+wav_decoder_ptr make_wav_decoder(wav_stream stream) {
+  const auto& format = stream.format;
+  if (get_sample_kind(format) != wave_sample_kind::none) return make_wav_decoder_pcm(std::move(stream));
+  if (format.tag == wave_tag::ima_adpcm && format.bits == 4) throw exception_io_data();
+  if (format.tag == wave_tag::extensible && format.extra_size < wave_limits::extensible_extra)
+    throw exception_io_data();
+  throw exception_io_data("Missing ACM codec");
+}
+
+} // namespace zelmora
