@@ -1,0 +1,101 @@
+#!/bin/sh
+# Measures `zel` beside the plain programs of this folder, and beside peers where they are installed: one run, one table.
+#
+#   bench/compare.sh BIN_DIR [PATTERN]     BIN_DIR holds zel, plain_convert, plain_open and measure
+#
+# PATTERN (a shell pattern) picks rows by their label. BENCH_DIR is where the files are made: about 2 GB of memory
+# (default: a fresh folder in /dev/shm, else in TMPDIR). ROUNDS sets the runs of each command (7).
+set -eu
+
+bin=$(cd "$1" && pwd)
+pattern=${2-*}
+zel=$bin/zel
+rounds=${ROUNDS:-7}
+
+base=${BENCH_DIR-}
+[ -n "$base" ] || { base=/dev/shm; [ -w $base ] || base=${TMPDIR:-/tmp}; }
+dir=$(mktemp -d "$base/zel-bench.XXXXXX")
+trap 'rm -rf "$dir"' EXIT
+trap 'exit 130' INT TERM
+
+# The four bytes of a little-endian number, for printf.
+le32() { printf '\\%03o\\%03o\\%03o\\%03o' $(($1 & 255)) $(($1 >> 8 & 255)) $(($1 >> 16 & 255)) $(($1 >> 24 & 255)); }
+
+# wav_header BYTES: the 44 bytes before BYTES of 16-bit stereo at 44100 Hz.
+wav_header() {
+  printf "RIFF$(le32 $(($1 + 36)))WAVEfmt \\020\\000\\000\\000\\001\\000\\002\\000$(le32 44100)$(le32 176400)\\004\\000\\020\\000data$(le32 "$1")"
+}
+
+# sparse_wav FILE SECONDS: silence that takes no room.
+sparse_wav() {
+  wav_header $(($2 * 176400)) >"$1"
+  truncate -s $(($2 * 176400 + 44)) "$1"
+}
+
+# noise_wav FILE SECONDS: one second of noise over and over.
+noise_wav() {
+  head -c 176400 /dev/urandom >"$dir/second"
+  { wav_header $(($2 * 176400)); i=0; while [ $i -lt "$2" ]; do cat "$dir/second"; i=$((i + 1)); done; } >"$1"
+}
+
+row() { # row LABEL MEASURE-OPTIONS... -- COMMAND... --vs COMMAND...
+  label=$1
+  shift
+  options=
+  while [ "$1" != -- ]; do options="$options $1"; shift; done
+  shift
+  case $label in $pattern) ;; *) return 0 ;; esac
+  # shellcheck disable=SC2086
+  "$bin/measure" --rounds "$rounds" $options "$label" "$@"
+}
+has() { command -v "$1" >/dev/null; }
+
+noise_wav "$dir/ten.wav" 600
+sparse_wav "$dir/minute.wav" 60
+sparse_wav "$dir/hour.wav" 3600
+mkdir "$dir/small"
+head -c 9000 /dev/urandom >"$dir/small.pcm"
+i=0
+while [ $i -lt 2000 ]; do
+  { wav_header 9000; cat "$dir/small.pcm"; } >"$dir/small/$i.wav"
+  i=$((i + 1))
+done
+find "$dir/small" -name '*.wav' | sort >"$dir/list"
+
+printf '%-44s %12s %12s %19s %7s  %s\n' "what (ours : theirs)" ours theirs "peak memory" ratio bar
+
+row "decode 10 min WAV : plain read and convert" --bar 1.2 -- \
+  "$zel" decode --format f32 -o "$dir/ours.f32" "$dir/ten.wav" --vs "$bin/plain_convert" "$dir/ten.wav" "$dir/theirs.f32"
+cmp -s "$dir/ours.f32" "$dir/theirs.f32" || [ ! -e "$dir/ours.f32" ] || echo "  (the two outputs DIFFER)"
+row "decode 10 min WAV to WAV : plain" -- \
+  "$zel" decode -o "$dir/ours.wav" "$dir/ten.wav" --vs "$bin/plain_convert" "$dir/ten.wav" "$dir/theirs.f32"
+if has sndfile-convert; then
+  row "decode 10 min WAV to WAV : sndfile-convert" -- \
+    "$zel" decode -o "$dir/ours.wav" "$dir/ten.wav" --vs sndfile-convert -float32 "$dir/ten.wav" "$dir/theirs.wav"
+fi
+if has sox; then
+  row "decode 10 min WAV to WAV : sox" -- \
+    "$zel" decode -o "$dir/ours.wav" "$dir/ten.wav" --vs sox "$dir/ten.wav" -e floating-point -b 32 "$dir/theirs.wav"
+fi
+if has ffmpeg; then
+  row "decode 10 min WAV : ffmpeg" -- "$zel" decode --format f32 -o "$dir/ours.f32" "$dir/ten.wav" \
+    --vs ffmpeg -v error -nostdin -threads 1 -i "$dir/ten.wav" -f f32le -y "$dir/theirs.f32"
+fi
+rm -f "$dir"/ours.* "$dir"/theirs.*
+
+row "info of 2,000 WAV : open, read 4 KiB, close" --bar 1.5 -- \
+  "$zel" info --files-from "$dir/list" --vs "$bin/plain_open" "$dir/list"
+row "info --json of 2,000 WAV : open, read, close" --bar 1.5 -- \
+  "$zel" info --json --files-from "$dir/list" --vs "$bin/plain_open" "$dir/list"
+row "info -j 2 of 2,000 WAV : open, read, close" -- \
+  "$zel" info --json -j 2 --files-from "$dir/list" --vs "$bin/plain_open" "$dir/list"
+row "start-up: info of one WAV : /bin/true" -- "$zel" info "$dir/small/0.wav" --vs /bin/true
+if has ffprobe; then
+  row "start-up: info of one WAV : ffprobe" -- \
+    "$zel" info "$dir/small/0.wav" --vs ffprobe -v error -show_format -show_streams "$dir/small/0.wav"
+fi
+
+row "memory of info: hour : minute" --of memory --bar 1.05 -- "$zel" info "$dir/hour.wav" --vs "$zel" info "$dir/minute.wav"
+row "memory of decode: hour : minute" --of memory --bar 1.05 -- \
+  "$zel" decode --format f32 -o - "$dir/hour.wav" --vs "$zel" decode --format f32 -o - "$dir/minute.wav"
+row "memory of verify: hour : minute" --of memory --bar 1.05 -- "$zel" verify "$dir/hour.wav" --vs "$zel" verify "$dir/minute.wav"
