@@ -154,13 +154,14 @@ class service_factory_node {
 /// Head of this module's list; null before static initialisation.
 service_factory_node* service_list_head() noexcept;
 
-/// Factory and singleton in one, for stateless entries.
-template <class T>
+/// Factory and singleton in one, for stateless entries. `Class` is the interface under which the service is enumerated;
+/// an entry that offers a later revision of it names the first one.
+template <class T, class Class = typename T::interface_type>
 class service_factory_single_t final : public service_factory_node {
  public:
   template <class... Arguments>
   explicit service_factory_single_t(Arguments&&... arguments)
-      : service_factory_node(T::interface_type::class_guid), instance_(std::forward<Arguments>(arguments)...) {}
+      : service_factory_node(Class::class_guid), instance_(std::forward<Arguments>(arguments)...) {}
   service_ptr_t<service_base> instance_create() override { return service_ptr_t<service_base>(&instance_); }
   T& get() noexcept { return instance_; }
 

@@ -12,8 +12,8 @@
 namespace zelmora::host {
 
 struct host_options {
-  /// The plug-in's file; empty for `find_plugin()`. "none" loads no plug-in: the services linked into the program, which
-  /// a unit test has, are all there are.
+  /// The plug-in's file; empty for `find_plugin()`. "none" loads no plug-in: the services linked into the program,
+  /// which a unit test has, are all there are.
   std::string plugin_path;
   /// Where the configuration blob is kept; empty for `user_config_directory()`.
   std::string config_directory;

@@ -8,7 +8,8 @@
 
 namespace zelmora::host {
 
-/// Thread-safe. The progress line is shown only where standard error is a terminal, and redrawn at most 20 times a second.
+/// Thread-safe. The progress line is shown only where standard error is a terminal, and redrawn at most 20 times a
+/// second.
 class terminal {
  public:
   static terminal& get();
