@@ -1,0 +1,80 @@
+// What programs read: one JSON object a line (RFC 8259). Text that is no UTF-8 gets replacement characters.
+#pragma once
+
+#include "frame/file_info.h"
+#include "host/io_statistics.h"
+
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zelmora::cli {
+
+struct subsong_description {
+  std::uint32_t subsong = 0;
+  file_info_impl info;
+};
+
+/// What `info` tells of a path.
+struct media_description {
+  std::string_view path;
+  std::string_view input;
+  std::optional<std::uint64_t> size; ///< [bytes]
+  std::vector<subsong_description> subsongs;
+  std::vector<std::string> warnings;
+  std::optional<host::io_statistics> io;
+};
+
+struct seek_results {
+  std::uint64_t tried = 0;
+  std::uint64_t exact = 0;
+  double max_abs_diff = 0;
+};
+
+/// What `verify` tells of a subsong.
+struct verify_description {
+  std::string_view path;
+  std::uint32_t subsong = 0;
+  std::uint64_t samples = 0; ///< per channel
+  std::uint32_t sample_rate = 0;
+  std::uint32_t channels = 0;
+  std::string pcm_md5;
+  std::vector<std::string> warnings;
+  std::optional<seek_results> seeks;
+  bool ok = true;
+};
+
+struct input_description {
+  std::string name;
+  std::vector<std::string> extensions;
+  std::vector<std::string> schemes;
+  std::vector<std::string> content_types;
+};
+
+struct setting_description {
+  std::string key;
+  std::string label;
+  std::string kind;
+  std::string value;
+  std::string default_value;
+  std::vector<std::string> branch; ///< labels from the root down
+};
+
+/// Each appends a whole line.
+void append_json(std::string& out, const media_description& media);
+void append_json(std::string& out, const verify_description& result);
+void append_json(std::string& out, const input_description& input);
+void append_json(std::string& out, const setting_description& setting);
+/// The object of a path that failed; `subsong` where only that one did.
+void append_json_error(std::string& out, std::string_view path, std::optional<std::uint32_t> subsong,
+                       const std::exception& failure);
+
+/// "-7.15 dB"
+std::string gain_text(float gain);
+/// "0.988553"
+std::string peak_text(float peak);
+
+} // namespace zelmora::cli

@@ -1,0 +1,442 @@
+// The one source that knows the argument parser.
+#include "cli/options.h"
+
+#include "cli/help.h"
+#include "frame/text.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <fmt/core.h>
+#include <fmt/format.h>
+#include <limits>
+#include <span>
+
+namespace zelmora::cli {
+
+namespace {
+
+constexpr unsigned most_jobs = 256;
+constexpr unsigned most_seeks = 1'000'000;
+/// [s]; samples beyond it could not be counted in a double
+constexpr double longest_time = 1e9;
+
+std::string version_text() { return fmt::format("zel, Format Bench {}\n", ZELMORA_VERSION); }
+
+// --- values ----------------------------------------------------------------------------------------------------------
+
+/// A bound on a number, with no text in the help.
+CLI::Validator range(unsigned least, unsigned most) {
+  return {[=](std::string& text) -> std::string {
+            const auto value = parse_integer(text);
+            if (value && *value >= least && *value <= most) return {};
+            return fmt::format("{} is not a number from {} to {}", text, least, most);
+          },
+          ""};
+}
+
+CLI::Validator one_of(std::vector<std::string> choices) {
+  return {[choices = std::move(choices)](std::string& text) -> std::string {
+            if (std::ranges::find(choices, text) != choices.end()) return {};
+            return fmt::format("{} is none of {}", text, fmt::join(choices, ", "));
+          },
+          ""};
+}
+
+/// Seconds, with decimals.
+CLI::Option* add_seconds(CLI::App& app, const char* names, std::optional<double>& value, const char* text) {
+  return app
+      .add_option_function<std::string>(
+          names,
+          [&value](const std::string& given) {
+            const auto number = parse_decimal(given);
+            if (number.length == 0 || number.length != given.size() || !(number.value >= 0) ||
+                number.value > longest_time)
+              throw CLI::ValidationError(given + " is no time in seconds");
+            value = number.value;
+          },
+          text)
+      ->type_name("S");
+}
+
+void add_input(CLI::App& app, path_arguments& input, unsigned& jobs) {
+  app.add_option("--files-from", input.list, "read more paths from FILE, one a line; - is standard input")
+      ->type_name("FILE");
+  app.add_flag("-0,--null", input.nul_separated, "the paths of --files-from end with a NUL byte, not with a line");
+  app.add_option("-j,--jobs", jobs, "work on N files at once")->type_name("N")->check(range(1, most_jobs));
+}
+
+void require_paths(path_arguments& input, std::vector<std::string> operands) {
+  input.paths = std::move(operands);
+  if (input.paths.empty() && input.list.empty()) throw usage_error("no PATH is given");
+  if (input.nul_separated && input.list.empty()) throw usage_error("-0 needs --files-from");
+}
+
+// --- verbs -----------------------------------------------------------------------------------------------------------
+
+/// One parse of one verb: the options that the parser fills, and what becomes of them with the operands.
+class verb_parser {
+ public:
+  virtual ~verb_parser() = default;
+  virtual void define(CLI::App& app) = 0;
+  virtual request finish(std::vector<std::string> operands) = 0;
+};
+
+class formats_parser : public verb_parser {
+  void define(CLI::App& app) override { app.add_flag("--json", options_.json, "one JSON object a line"); }
+  request finish(std::vector<std::string> operands) override {
+    if (!operands.empty()) throw usage_error("formats takes no PATH");
+    return options_;
+  }
+  formats_options options_;
+};
+
+class info_parser : public verb_parser {
+  void define(CLI::App& app) override {
+    app.add_flag("--json", options_.json, "one JSON object a line for each path");
+    app.add_flag("--io-stats", options_.io_statistics, "tell how often and how much was read");
+    add_input(app, options_.input, options_.jobs);
+  }
+  request finish(std::vector<std::string> operands) override {
+    require_paths(options_.input, std::move(operands));
+    return options_;
+  }
+  info_options options_;
+};
+
+class decode_parser : public verb_parser {
+  void define(CLI::App& app) override {
+    app.add_option("-o,--output", options_.output,
+                   "where the samples go: a file, an existing directory for files named after their sources, or - for "
+                   "standard output")
+        ->type_name("OUT");
+    app.add_option("--format", format_, "wav, or headerless little-endian samples: float or signed integers (wav)")
+        ->type_name("wav|f32|s16|s24|s32")
+        ->check(one_of({"wav", "f32", "s16", "s24", "s32"}));
+    app.add_option("--bits", bits_, "integers of that width in the WAV file, in place of 32-bit float")
+        ->type_name("16|24|32")
+        ->check(one_of({"16", "24", "32"}));
+    app.add_option("--subsong", subsong_, "decode subsong N, as numbered by info (the first)")
+        ->type_name("N")
+        ->check(range(0, std::numeric_limits<std::uint32_t>::max()));
+    add_seconds(app, "--start", start_, "begin S seconds into the track, to the sample");
+    add_seconds(app, "--length", options_.length, "stop after S seconds, to the sample");
+    app.add_flag("--no-postprocess", no_postprocess_, "leave coded streams that are carried in PCM as they are");
+    add_input(app, options_.input, options_.jobs);
+  }
+
+  request finish(std::vector<std::string> operands) override {
+    require_paths(options_.input, std::move(operands));
+    if (options_.output.empty()) throw usage_error("-o OUT is missing");
+    options_.format = combined_format();
+    if (!subsong_.empty()) options_.subsong = static_cast<std::uint32_t>(*parse_integer(subsong_));
+    options_.start = start_.value_or(0);
+    options_.postprocess = !no_postprocess_;
+    return options_;
+  }
+
+  output_format combined_format() const {
+    struct row {
+      std::string_view format;
+      std::string_view bits;
+      output_format result;
+    };
+    constexpr std::array<row, 8> rows{{{"wav", "", output_format::wav_float},
+                                       {"wav", "16", output_format::wav_s16},
+                                       {"wav", "24", output_format::wav_s24},
+                                       {"wav", "32", output_format::wav_s32},
+                                       {"f32", "", output_format::f32},
+                                       {"s16", "", output_format::s16},
+                                       {"s24", "", output_format::s24},
+                                       {"s32", "", output_format::s32}}};
+    for (const auto& r : rows)
+      if (r.format == format_ && r.bits == bits_) return r.result;
+    throw usage_error("--bits goes with --format wav");
+  }
+
+  decode_options options_;
+  std::string format_ = "wav";
+  std::string bits_;
+  std::string subsong_;
+  std::optional<double> start_;
+  bool no_postprocess_ = false;
+};
+
+class verify_parser : public verb_parser {
+  void define(CLI::App& app) override {
+    app.add_option("--seeks", options_.seeks, "compare N random seeks with the linear decode")
+        ->type_name("N")
+        ->check(range(0, most_seeks));
+    app.add_option("--seed", options_.seed, "where the random positions start (1)")->type_name("K");
+    app.add_flag("--json", options_.json, "one JSON object a line for each subsong");
+    add_input(app, options_.input, options_.jobs);
+  }
+  request finish(std::vector<std::string> operands) override {
+    require_paths(options_.input, std::move(operands));
+    return options_;
+  }
+  verify_options options_;
+};
+
+class config_parser : public verb_parser {
+  void define(CLI::App& app) override {
+    app.add_flag("--json", options_.json, "list: one JSON object a line");
+    app.add_flag("--all", all_, "reset: every setting");
+  }
+
+  request finish(std::vector<std::string> operands) override {
+    if (operands.empty()) throw usage_error("config needs one of list, get, set, reset");
+    const auto action = std::move(operands.front());
+    operands.erase(operands.begin());
+    if (options_.json && action != "list") throw usage_error("--json goes with config list");
+    if (all_ && action != "reset") throw usage_error("--all goes with config reset");
+    if (action == "list") return finish_list(operands);
+    if (action == "get") return finish_keys(config_action::get, std::move(operands));
+    if (action == "reset") return finish_keys(config_action::reset, std::move(operands));
+    if (action == "set") return finish_set(operands);
+    throw usage_error(fmt::format("config knows list, get, set and reset, not \"{}\"", action));
+  }
+
+  request finish_list(const std::vector<std::string>& operands) {
+    if (!operands.empty()) throw usage_error("config list takes no KEY");
+    return options_;
+  }
+
+  request finish_keys(config_action action, std::vector<std::string> operands) {
+    if (operands.empty() != all_) throw usage_error(all_ ? "--all stands alone" : "no KEY is given");
+    options_.action = action;
+    options_.keys = std::move(operands);
+    return options_;
+  }
+
+  request finish_set(const std::vector<std::string>& operands) {
+    options_.action = config_action::set;
+    if (operands.size() == 2 && operands[0].find('=') == std::string::npos) {
+      options_.keys.push_back(operands[0]);
+      options_.values.push_back(operands[1]);
+      return options_;
+    }
+    for (const auto& pair : operands) {
+      const auto sign = pair.find('=');
+      if (sign == std::string::npos) throw usage_error(fmt::format("\"{}\" has no value: KEY=VALUE", pair));
+      options_.keys.push_back(pair.substr(0, sign));
+      options_.values.push_back(pair.substr(sign + 1));
+    }
+    if (operands.empty()) throw usage_error("no KEY=VALUE is given");
+    return options_;
+  }
+
+  config_options options_;
+  bool all_ = false;
+};
+
+template <class Parser>
+std::unique_ptr<verb_parser> make() {
+  return std::make_unique<Parser>();
+}
+
+struct verb_row {
+  const char* name;
+  const char* operands;
+  const char* summary;
+  const char* details;
+  std::unique_ptr<verb_parser> (*parser)();
+  std::vector<example> examples;
+};
+
+const std::vector<verb_row>& verb_rows() {
+  static const std::vector<verb_row> rows{
+      {"formats",
+       "",
+       "list the inputs",
+       "Lists each input with the file extensions, path schemes and content types that it answers to. An input may "
+       "open "
+       "files under other names as well: where no name helps, the first bytes decide.",
+       make<formats_parser>,
+       {{"zel formats", "everything that can be read"}, {"zel formats --json", "the same for programs"}}},
+      {"info",
+       "PATH...",
+       "describe files",
+       "Prints for each PATH its input, length, technical fields, tags and gains. A PATH is anything that an input "
+       "claims: a file, or a scheme such as tone://440,2. Files that can't be read are told on standard error; the "
+       "rest "
+       "is still done.",
+       make<info_parser>,
+       {{"zel info song.flac", "one file"},
+        {"zel info --json *.wav", "one JSON object a line"},
+        {"find Music -type f -print0 | zel info --json -j 4 --files-from - -0",
+         "a whole library, four files at once"}}},
+      {"decode",
+       "-o OUT PATH...",
+       "decode to PCM",
+       "Decodes to a WAV file of 32-bit float with the right channel mask, to integers of a width given by --bits, or "
+       "to "
+       "headerless samples. Integers are rounded to nearest, ties to even, and clamped; no dither is added. The file "
+       "appears under its name when it is complete. WAV files that would pass 4 GiB become RF64. Several paths need a "
+       "directory for OUT.",
+       make<decode_parser>,
+       {{"zel decode -o song.wav song.flac", "to 32-bit float"},
+        {"zel decode --bits 16 -o cd/ *.flac", "each to cd/NAME.wav, 16 bits wide"},
+        {"zel decode --format s16 -o - --start 60 --length 10 song.mp3 | aplay -f cd", "ten seconds to a player"}}},
+      {"verify",
+       "PATH...",
+       "check that files decode in full",
+       "Decodes every subsong in full, with stored checksums compared and stream errors noticed, and tells the number "
+       "of "
+       "samples and the MD5 of the 32-bit float PCM. The length told must be the length decoded. With --seeks, the "
+       "samples "
+       "after N seeks must be those of the linear decode: the first sample, the second, the last, the exact end, and "
+       "random positions.",
+       make<verify_parser>,
+       {{"zel verify *.flac", "are they whole?"},
+        {"zel verify --seeks 200 song.mp3", "is seeking exact?"},
+        {"zel verify --json --files-from list -j 2 > report", "a report for programs"}}},
+      {"config",
+       "list | get KEY... | set KEY=VALUE... | reset KEY...",
+       "show and change settings",
+       "list prints the tree of settings with their keys and values; those that are not at their default are marked "
+       "with *. set takes KEY VALUE or any number of KEY=VALUE, and changes all or nothing. Of the choices of a group "
+       "one "
+       "is always \"yes\": setting another moves it. reset puts defaults back, with --all those of every setting.",
+       make<config_parser>,
+       {{"zel config list", "all settings"},
+        {"zel config set decoding.toneRate=48000", "the rate of tone:// and sweep://"},
+        {"zel config reset --all", "as shipped"}}},
+  };
+  return rows;
+}
+
+const verb_row* find_verb(std::string_view name) {
+  const auto& rows = verb_rows();
+  const auto found = std::ranges::find_if(rows, [&](const verb_row& row) { return name == row.name; });
+  return found == rows.end() ? nullptr : &*found;
+}
+
+std::unique_ptr<CLI::App> make_app(const verb_row& row) {
+  auto app = std::make_unique<CLI::App>(row.summary, row.name);
+  app->allow_extras();
+  app->option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  app->set_help_flag("-h,--help", "print this help");
+  return app;
+}
+
+// --- descriptions ----------------------------------------------------------------------------------------------------
+
+option_description describe(const CLI::Option& option) {
+  option_description result;
+  for (const auto& name : option.get_snames()) result.names.push_back("-" + name);
+  for (const auto& name : option.get_lnames()) result.names.push_back("--" + name);
+  if (option.get_items_expected_max() > 0) result.argument = option.get_type_name();
+  result.text = option.get_description();
+  return result;
+}
+
+verb_description describe(const verb_row& row) {
+  const auto app = make_app(row);
+  const auto parser = row.parser();
+  parser->define(*app);
+  verb_description result{row.name, row.operands, row.summary, row.details, {}, row.examples};
+  for (const auto* option : std::as_const(*app).get_options()) result.options.push_back(describe(*option));
+  // The parser keeps its own option first; readers look for theirs.
+  std::ranges::rotate(result.options, result.options.begin() + 1);
+  return result;
+}
+
+std::vector<verb_description> describe_all() {
+  std::vector<verb_description> result;
+  for (const auto& row : verb_rows()) result.push_back(describe(row));
+  return result;
+}
+
+// --- parsing ---------------------------------------------------------------------------------------------------------
+
+/// How many letters must be inserted, deleted, replaced or swapped with their neighbours to make one from the other.
+std::size_t edit_distance(std::string_view a, std::string_view b) {
+  std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+  for (std::size_t i = 0; i <= a.size(); ++i) cost[i][0] = i;
+  for (std::size_t j = 0; j <= b.size(); ++j) cost[0][j] = j;
+  for (std::size_t i = 1; i <= a.size(); ++i) {
+    for (std::size_t j = 1; j <= b.size(); ++j) {
+      const std::size_t replace = cost[i - 1][j - 1] + (a[i - 1] != b[j - 1]);
+      cost[i][j] = std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1, replace});
+      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
+        cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
+    }
+  }
+  return cost[a.size()][b.size()];
+}
+
+[[noreturn]] void raise_unknown_verb(const std::string& name) {
+  constexpr std::size_t longest_guess = 32;
+  std::string message = fmt::format("unknown verb \"{}\"", name);
+  const verb_row* nearest = nullptr;
+  std::size_t distance = 3; // further away it is no slip of the fingers
+  for (const auto& row : verb_rows()) {
+    if (name.size() > longest_guess) break;
+    const auto d = std::string_view(row.name).starts_with(name) && !name.empty() ? 0 : edit_distance(name, row.name);
+    if (d >= distance) continue;
+    distance = d;
+    nearest = &row;
+  }
+  if (nearest != nullptr) message += fmt::format("; did you mean \"{}\"?", nearest->name);
+  throw usage_error(message);
+}
+
+request parse_verb(const verb_row& row, std::span<const std::string> arguments) {
+  // What follows "--" never reaches the parser, nor does it see operands as anything of its own: a path may look like
+  // an option, or stand in brackets.
+  const auto mark = std::ranges::find(arguments, "--");
+  std::vector<std::string> given(arguments.begin(), mark);
+  const auto app = make_app(row);
+  const auto parser = row.parser();
+  parser->define(*app);
+  try {
+    std::ranges::reverse(given); // as the parser wants them
+    app->parse(given);
+  } catch (const CLI::CallForHelp&) {
+    return text_request{render_verb_help(describe(row))};
+  } catch (const CLI::Error& error) {
+    throw usage_error(error.what(), row.name);
+  }
+  auto operands = app->remaining();
+  for (const auto& operand : operands)
+    if (operand.size() > 1 && operand.front() == '-')
+      throw usage_error(fmt::format("unknown option \"{}\"", operand), row.name);
+  if (mark != arguments.end()) operands.insert(operands.end(), mark + 1, arguments.end());
+  try {
+    return parser->finish(std::move(operands));
+  } catch (const usage_error& error) {
+    throw usage_error(error.what(), row.name);
+  }
+}
+
+request generate(std::span<const std::string> arguments) {
+  if (arguments.size() == 1 && arguments[0] == "man") return text_request{render_manual_page(describe_all())};
+  if (arguments.size() == 1 && arguments[0] == "completion") return text_request{render_completion(describe_all())};
+  throw usage_error("--generate makes man or completion");
+}
+
+} // namespace
+
+std::string program_help() { return render_program_help(describe_all()); }
+
+request parse_command_line(const std::vector<std::string>& arguments) {
+  if (arguments.empty()) throw usage_error("no verb is given");
+  const auto& first = arguments.front();
+  const auto rest = std::span(arguments).subspan(1);
+  if (first == "--version") return text_request{version_text()};
+  if (first == "--generate") return generate(rest);
+  if (first == "-h" || first == "--help" || first == "help") {
+    if (rest.empty()) return text_request{program_help()};
+    const auto* row = find_verb(rest.front());
+    if (row == nullptr) raise_unknown_verb(rest.front());
+    return text_request{render_verb_help(describe(*row))};
+  }
+  if (first.starts_with("-")) throw usage_error(fmt::format("unknown option \"{}\"", first));
+  const auto* row = find_verb(first);
+  if (row == nullptr) raise_unknown_verb(first);
+  return parse_verb(*row, rest);
+}
+
+} // namespace zelmora::cli

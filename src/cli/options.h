@@ -1,0 +1,87 @@
+// What a command line asks for, as plain values.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace zelmora::cli {
+
+/// The command line is not one of the program's.
+class usage_error : public std::runtime_error {
+ public:
+  explicit usage_error(const std::string& message, std::string verb = {})
+      : std::runtime_error(message), verb_(std::move(verb)) {}
+  /// Whose `--help` tells more; empty for that of the program.
+  const std::string& verb() const noexcept { return verb_; }
+
+ private:
+  std::string verb_;
+};
+
+/// Where the paths to work on come from.
+struct path_arguments {
+  std::vector<std::string> paths;
+  std::string list;           ///< a file of more paths; "-" is standard input, empty is none
+  bool nul_separated = false; ///< in the list, rather than one a line
+};
+
+/// What is only to be printed: help, version, generated pages.
+struct text_request {
+  std::string text;
+};
+
+struct formats_options {
+  bool json = false;
+};
+
+struct info_options {
+  path_arguments input;
+  unsigned jobs = 1;
+  bool json = false;
+  bool io_statistics = false;
+};
+
+enum class output_format { wav_float, wav_s16, wav_s24, wav_s32, f32, s16, s24, s32 };
+
+struct decode_options {
+  path_arguments input;
+  unsigned jobs = 1;
+  std::string output; ///< "-" is standard output
+  output_format format = output_format::wav_float;
+  std::optional<std::uint32_t> subsong;
+  double start = 0;             ///< [s]
+  std::optional<double> length; ///< [s]
+  bool postprocess = true;
+};
+
+struct verify_options {
+  path_arguments input;
+  unsigned jobs = 1;
+  unsigned seeks = 0;
+  std::uint64_t seed = 1;
+  bool json = false;
+};
+
+enum class config_action { list, get, set, reset };
+
+struct config_options {
+  config_action action = config_action::list;
+  std::vector<std::string> keys;
+  std::vector<std::string> values; ///< of `keys`, for `set`
+  bool json = false;
+};
+
+using request =
+    std::variant<text_request, formats_options, info_options, decode_options, verify_options, config_options>;
+
+/// Reads the arguments that follow the program's name. Raises `usage_error`.
+request parse_command_line(const std::vector<std::string>& arguments);
+
+/// What `zel --help` prints.
+std::string program_help();
+
+} // namespace zelmora::cli
