@@ -301,8 +301,9 @@ def judge(rows, zel, known):
 def print_report(verdicts, known):
     table = collections.defaultdict(collections.Counter)
     for row, verdict in verdicts:
-        field = row.field if row.field in FIELDS or not row.field.startswith(("mutagen:", "taglib:")) or row.field in OPENS \
-            else row.field.split(":")[0] + ": other expressions"
+        field = row.field.split(":")[0] if row.field.startswith("mutagen_error_as:") else row.field
+        if field.startswith(("mutagen:", "taglib:")) and field not in FIELDS and field not in OPENS:
+            field = field.split(":")[0] + ": other expressions"
         table[field][verdict.kind] += 1
     width = max(map(len, table)) + 2
     print("field".ljust(width) + "".join(kind.rjust(16) for kind in KINDS))
