@@ -5,45 +5,54 @@
 set -eu
 cd "$(dirname "$0")/.."
 zel=$(realpath "$1")
-data=tests/data/wav
+data=$PWD/tests/data/wav
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 # The reader's own settings stay out of it.
 export ZELMORA_CONFIG_DIR="$dir/config"
 
-say() { printf '\n\033[1m%s\033[0m\n' "$*"; }
+bold= plain=
+if [ -t 1 ]; then
+  bold=$(printf '\033[1m')
+  plain=$(printf '\033[0m')
+fi
+say() { printf '\n%s%s%s\n' "$bold" "$*" "$plain"; }
 show() { # prints a command as one would type it, then runs it
-  printf '$ zel'
-  for word in "$@"; do printf ' %s' "$word" | sed "s|$dir/||"; done
-  printf '\n'
+  printf '$ zel %s\n' "$*"
   "$zel" "$@"
 }
 pcm_md5() { "$zel" verify --json "$1" | sed -n 's/.*"pcm_md5":"\([0-9a-f]*\)".*/\1/p'; }
 
-song=$(ls "$data"/*.wav | head -n 1)
+song=s16.wav
+surround=s24_71.wav
+cp "$data/$song" "$data/$surround" "$dir"
+cd "$dir"
 
 say "Files are described from their first bytes"
-show info "$song"
+show info "$song" "$surround"
 
-say "... and for programs, as one JSON object a line"
-show info --json --io-stats "$song"
+say "... and for programs as one JSON object a line, here with the system calls that it took"
+show info --json --io-stats "$surround"
 
-say "One is decoded to 32-bit float"
-show decode -o "$dir/decoded.wav" "$song"
-show info "$dir/decoded.wav"
+say "One is decoded to 32-bit float, and described again"
+show decode -o decoded.wav "$song"
+show info decoded.wav
 
-say "The copy holds the same samples, and any position can be reached exactly"
-show verify --seeks 50 "$song" "$dir/decoded.wav"
+say "The copy holds the same samples, and every position can be reached exactly"
+show verify --seeks 50 "$song" decoded.wav
 before=$(pcm_md5 "$song")
-after=$(pcm_md5 "$dir/decoded.wav")
+after=$(pcm_md5 decoded.wav)
 [ -n "$before" ] && [ "$before" = "$after" ] || { echo "the decoded audio differs: $before, $after" >&2; exit 1; }
 echo "MD5 of the audio, before and after: $before"
 
 say "Signals are made, not only read"
-show decode --bits 16 -o "$dir/tone.wav" tone://440,2
-show info "$dir/tone.wav"
+show decode --bits 16 -o tone.wav tone://440,2
+show info tone.wav
 
 say "Damage is found, and the exit status tells the truth"
-head -c "$(($(stat -c %s "$song") / 2))" "$song" >"$dir/half.wav"
-if show verify "$dir/half.wav"; then echo "half a file passed as a whole one" >&2; exit 1; fi
+head -c "$(($(stat -c %s "$song") / 2))" "$song" >half.wav
+if show verify half.wav; then
+  echo "half a file passed as a whole one" >&2
+  exit 1
+fi
 echo "(exit status 1, as it should be)"
