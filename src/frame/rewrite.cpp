@@ -111,7 +111,7 @@ void splice(file& target, std::uint64_t begin, std::uint64_t end, std::span<cons
   store->seek(end - begin, abort);
 
   try {
-    // Growing first: a full disk shows before anything is overwritten.
+    // Growing first: a size that the object can't have shows before anything is overwritten.
     if (new_size > old_size) target.resize(new_size, abort);
     target.seek(begin, abort);
     target.write(content.data(), content.size(), abort);
