@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <fmt/core.h>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace zelmora::cli {
@@ -15,101 +16,207 @@ std::string peak_text(float peak) { return fmt::format("{:.6f}", peak); }
 
 namespace {
 
-using json = nlohmann::ordered_json;
+/// Writes one object, member by member, straight into the text: documents as trees cost several times what it takes to
+/// describe a small file. What is hard about JSON, strings with anything but plain ASCII and the shortest form of a
+/// number, is the library's.
+class object_writer {
+ public:
+  explicit object_writer(std::string& out) : out_(out) { open('{'); }
 
-void append_line(std::string& out, const json& object) {
-  out += object.dump(-1, ' ', false, json::error_handler_t::replace);
-  out += '\n';
-}
-
-json length_json(double length) { return length < 0 ? json() : json(length); }
-
-json technical_json(const file_info& info) {
-  auto result = json::object();
-  for (std::size_t i = 0; i < info.info_get_count(); ++i) result[info.info_enum_name(i)] = info.info_enum_value(i);
-  return result;
-}
-
-json meta_json(const file_info& info) {
-  auto result = json::object();
-  for (std::size_t i = 0; i < info.meta_get_count(); ++i) {
-    auto name = info.meta_enum_name(i);
-    std::ranges::transform(name, name.begin(), ascii_lower);
-    auto& values = result[name];
-    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) values.push_back(info.meta_enum_value(i, n));
+  /// Member names are the program's own or field names: both go through `string`.
+  object_writer& key(std::string_view name) {
+    separate();
+    append_string(name);
+    out_ += ':';
+    separated_ = true;
+    return *this;
   }
-  return result;
+  void string(std::string_view text) {
+    separate();
+    append_string(text);
+  }
+  void number(std::uint64_t value) {
+    separate();
+    const fmt::format_int digits(value);
+    out_.append(digits.data(), digits.size());
+  }
+  void number(double value) {
+    separate();
+    out_ += nlohmann::json(value).dump();
+  }
+  void boolean(bool value) {
+    separate();
+    out_ += value ? "true" : "false";
+  }
+  void null() {
+    separate();
+    out_ += "null";
+  }
+  void strings(const std::vector<std::string>& texts) {
+    open('[');
+    for (const auto& text : texts) string(text);
+    close(']');
+  }
+  void open(char bracket) {
+    separate();
+    out_ += bracket;
+    separated_ = true;
+  }
+  void close(char bracket) {
+    out_ += bracket;
+    separated_ = false;
+  }
+  void finish() {
+    close('}');
+    out_ += '\n';
+  }
+
+ private:
+  void separate() {
+    if (!separated_) out_ += ',';
+    separated_ = false;
+  }
+
+  void append_string(std::string_view text) {
+    // Without a branch, so that it runs over many bytes at a time.
+    unsigned others = 0;
+    for (const char c : text) others += c < 0x20 || c == 0x7F || c == '"' || c == '\\';
+    if (others == 0) {
+      out_ += '"';
+      out_ += text;
+      out_ += '"';
+    } else {
+      out_ += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    }
+  }
+
+  std::string& out_;
+  bool separated_ = true; ///< nothing stands before the next value that a comma must part it from
+};
+
+void write_technical(object_writer& json, const file_info& info) {
+  json.key("info").open('{');
+  for (std::size_t i = 0; i < info.info_get_count(); ++i)
+    json.key(info.info_enum_name(i)).string(info.info_enum_value(i));
+  json.close('}');
 }
 
-json gains_json(const replaygain_info& gains) {
-  auto result = json::object();
-  if (gains.is_track_gain_set()) result["track_gain"] = gain_text(gains.track_gain);
-  if (gains.is_track_peak_set()) result["track_peak"] = peak_text(gains.track_peak);
-  if (gains.is_album_gain_set()) result["album_gain"] = gain_text(gains.album_gain);
-  if (gains.is_album_peak_set()) result["album_peak"] = peak_text(gains.album_peak);
-  return result;
+void write_meta(object_writer& json, const file_info& info) {
+  json.key("meta").open('{');
+  std::string name;
+  for (std::size_t i = 0; i < info.meta_get_count(); ++i) {
+    name = info.meta_enum_name(i);
+    std::ranges::transform(name, name.begin(), ascii_lower);
+    json.key(name).open('[');
+    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) json.string(info.meta_enum_value(i, n));
+    json.close(']');
+  }
+  json.close('}');
+}
+
+void write_gains(object_writer& json, const replaygain_info& gains) {
+  json.key("replaygain").open('{');
+  if (gains.is_track_gain_set()) json.key("track_gain").string(gain_text(gains.track_gain));
+  if (gains.is_track_peak_set()) json.key("track_peak").string(peak_text(gains.track_peak));
+  if (gains.is_album_gain_set()) json.key("album_gain").string(gain_text(gains.album_gain));
+  if (gains.is_album_peak_set()) json.key("album_peak").string(peak_text(gains.album_peak));
+  json.close('}');
+}
+
+void write_subsong(object_writer& json, const subsong_description& entry) {
+  json.open('{');
+  json.key("subsong").number(std::uint64_t{entry.subsong});
+  json.key("length");
+  if (entry.info.get_length() < 0)
+    json.null();
+  else
+    json.number(entry.info.get_length());
+  write_technical(json, entry.info);
+  write_meta(json, entry.info);
+  write_gains(json, entry.info.get_replaygain());
+  json.close('}');
+}
+
+void write_io(object_writer& json, const host::io_statistics& io) {
+  json.key("io").open('{');
+  json.key("reads").number(io.reads);
+  json.key("bytes_read").number(io.bytes_read);
+  json.key("seeks").number(io.seeks);
+  json.key("writes").number(io.writes);
+  json.key("bytes_written").number(io.bytes_written);
+  json.close('}');
 }
 
 } // namespace
 
 void append_json(std::string& out, const media_description& media) {
-  auto subsongs = json::array();
-  for (const auto& entry : media.subsongs) {
-    subsongs.push_back({{"subsong", entry.subsong},
-                        {"length", length_json(entry.info.get_length())},
-                        {"info", technical_json(entry.info)},
-                        {"meta", meta_json(entry.info)},
-                        {"replaygain", gains_json(entry.info.get_replaygain())}});
-  }
-  json object{{"path", media.path},
-              {"input", media.input},
-              {"size", media.size ? json(*media.size) : json()},
-              {"subsongs", std::move(subsongs)},
-              {"pictures", json::array()},
-              {"warnings", media.warnings}};
-  if (media.io)
-    object["io"] = {{"reads", media.io->reads},
-                    {"bytes_read", media.io->bytes_read},
-                    {"seeks", media.io->seeks},
-                    {"writes", media.io->writes},
-                    {"bytes_written", media.io->bytes_written}};
-  append_line(out, object);
+  object_writer json(out);
+  json.key("path").string(media.path);
+  json.key("input").string(media.input);
+  json.key("size");
+  if (media.size)
+    json.number(*media.size);
+  else
+    json.null();
+  json.key("subsongs").open('[');
+  for (const auto& entry : media.subsongs) write_subsong(json, entry);
+  json.close(']');
+  json.key("pictures").strings({});
+  json.key("warnings").strings(media.warnings);
+  if (media.io) write_io(json, *media.io);
+  json.finish();
 }
 
 void append_json(std::string& out, const verify_description& result) {
-  json object{{"path", result.path},         {"subsong", result.subsong},
-              {"samples", result.samples},   {"sample_rate", result.sample_rate},
-              {"channels", result.channels}, {"pcm_md5", result.pcm_md5},
-              {"warnings", result.warnings}};
-  if (result.seeks)
-    object["seeks"] = {
-        {"tried", result.seeks->tried}, {"exact", result.seeks->exact}, {"max_abs_diff", result.seeks->max_abs_diff}};
-  object["ok"] = result.ok;
-  append_line(out, object);
+  object_writer json(out);
+  json.key("path").string(result.path);
+  json.key("subsong").number(std::uint64_t{result.subsong});
+  json.key("samples").number(result.samples);
+  json.key("sample_rate").number(std::uint64_t{result.sample_rate});
+  json.key("channels").number(std::uint64_t{result.channels});
+  json.key("pcm_md5").string(result.pcm_md5);
+  json.key("warnings").strings(result.warnings);
+  if (result.seeks) {
+    json.key("seeks").open('{');
+    json.key("tried").number(result.seeks->tried);
+    json.key("exact").number(result.seeks->exact);
+    json.key("max_abs_diff").number(result.seeks->max_abs_diff);
+    json.close('}');
+  }
+  json.key("ok").boolean(result.ok);
+  json.finish();
 }
 
 void append_json(std::string& out, const input_description& input) {
-  append_line(out, {{"name", input.name},
-                    {"extensions", input.extensions},
-                    {"schemes", input.schemes},
-                    {"content_types", input.content_types}});
+  object_writer json(out);
+  json.key("name").string(input.name);
+  json.key("extensions").strings(input.extensions);
+  json.key("schemes").strings(input.schemes);
+  json.key("content_types").strings(input.content_types);
+  json.finish();
 }
 
 void append_json(std::string& out, const setting_description& setting) {
-  append_line(out, {{"key", setting.key},
-                    {"label", setting.label},
-                    {"kind", setting.kind},
-                    {"value", setting.value},
-                    {"default", setting.default_value},
-                    {"branch", setting.branch}});
+  object_writer json(out);
+  json.key("key").string(setting.key);
+  json.key("label").string(setting.label);
+  json.key("kind").string(setting.kind);
+  json.key("value").string(setting.value);
+  json.key("default").string(setting.default_value);
+  json.key("branch").strings(setting.branch);
+  json.finish();
 }
 
 void append_json_error(std::string& out, std::string_view path, std::optional<std::uint32_t> subsong,
                        const std::exception& failure) {
-  json object{{"path", path}};
-  if (subsong) object["subsong"] = *subsong;
-  object["error"] = {{"type", exception_class_name(failure)}, {"message", failure.what()}};
-  append_line(out, object);
+  object_writer json(out);
+  json.key("path").string(path);
+  if (subsong) json.key("subsong").number(std::uint64_t{*subsong});
+  json.key("error").open('{');
+  json.key("type").string(exception_class_name(failure));
+  json.key("message").string(failure.what());
+  json.close('}');
+  json.finish();
 }
 
 } // namespace zelmora::cli

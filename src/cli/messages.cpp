@@ -5,14 +5,30 @@
 
 namespace zelmora::cli {
 
+void append_display(std::string& out, std::string_view text) {
+  // Counted to the end rather than left at the first: without a branch, this runs over many bytes at a time.
+  unsigned others = 0;
+  for (const char c : text) others += c < 0x20 || c == 0x7F;
+  if (others == 0)
+    out += text;
+  else
+    out += escape_for_display(text);
+}
+
 std::string error_line(std::string_view subject, std::string_view message) {
   std::string line = "zel: ";
-  if (!subject.empty()) line += escape_for_display(subject) + ": ";
-  return line + escape_for_display(message);
+  append_display(line, subject.empty() ? "\"\"" : subject);
+  line += ": ";
+  append_display(line, message);
+  return line;
 }
 
 void print_error(std::string_view subject, std::string_view message) {
   host::terminal::get().print_error_line(error_line(subject, message));
+}
+
+void print_error(std::string_view message) {
+  host::terminal::get().print_error_line("zel: " + escape_for_display(message));
 }
 
 } // namespace zelmora::cli

@@ -41,7 +41,7 @@ exit_status report_usage(const usage_error& error, bool no_arguments) {
     help.pop_back(); // the line's end is the terminal's to write
     terminal.print_error_line(help);
   } else {
-    print_error({}, error.what());
+    print_error(error.what());
     terminal.print_error_line(fmt::format("Try 'zel {}{}--help'.", error.verb(), error.verb().empty() ? "" : " "));
   }
   return exit_status::usage;
@@ -60,7 +60,7 @@ exit_status run(const std::vector<std::string>& arguments) {
     } catch (const standard_output_failure&) {
       throw;
     } catch (const std::exception& failure) {
-      print_error({}, failure.what());
+      print_error(failure.what());
       status = exit_status::failed;
     }
     // What is finished goes out, even after an interrupt.

@@ -4,9 +4,9 @@
 #include "cli/warning_log.h"
 #include "cli/worker_pool.h"
 #include "frame/input_open.h"
-#include "frame/text.h"
 
 #include <algorithm>
+#include <fmt/compile.h>
 #include <fmt/core.h>
 #include <iterator>
 
@@ -45,11 +45,12 @@ void describe(media_description& media, service_ptr_t<warning_log>& log, abort_c
 constexpr std::size_t name_column = 20;
 
 void append_field(std::string& out, std::string_view name, std::string_view value) {
-  const auto shown = escape_for_display(name);
   out += "  ";
-  out += shown;
-  out.append(shown.size() < name_column ? name_column - shown.size() : 1, ' ');
-  out += escape_for_display(value);
+  const auto start = out.size();
+  append_display(out, name);
+  const auto shown = out.size() - start;
+  out.append(shown < name_column ? name_column - shown : 1, ' ');
+  append_display(out, value);
   out += '\n';
 }
 
@@ -59,7 +60,7 @@ std::string clock_text(double seconds) {
   const auto milliseconds = static_cast<std::uint64_t>(std::min(seconds, longest) * 1000 + 0.5);
   const auto whole = milliseconds / 1000;
   const auto rest = milliseconds % 1000;
-  if (whole < 3600) return fmt::format("{}:{:02}.{:03}", whole / 60, whole % 60, rest);
+  if (whole < 3600) return fmt::format(FMT_COMPILE("{}:{:02}.{:03}"), whole / 60, whole % 60, rest);
   return fmt::format("{}:{:02}:{:02}.{:03}", whole / 3600, whole / 60 % 60, whole % 60, rest);
 }
 
@@ -82,10 +83,10 @@ void append_subsong(std::string& out, const file_info& info) {
 }
 
 void append_text(std::string& out, const media_description& media) {
-  out += escape_for_display(media.path);
+  append_display(out, media.path);
   out += '\n';
   append_field(out, "input", media.input);
-  if (media.size) append_field(out, "size", fmt::format("{} bytes", *media.size));
+  if (media.size) append_field(out, "size", fmt::format(FMT_COMPILE("{} bytes"), *media.size));
   for (const auto& entry : media.subsongs) {
     if (media.subsongs.size() > 1) fmt::format_to(std::back_inserter(out), " subsong {}\n", entry.subsong);
     append_subsong(out, entry.info);

@@ -21,9 +21,9 @@ class warning_log : public event_logger {
   void log_entry(std::string_view text, unsigned severity) override {
     if (severity < warning) return;
     entries_.push_back({std::string(text), severity});
-    if (position_ != nullptr) entries_.back().text += fmt::format(" (at {:.3f} s)", *position_);
+    if (position_ != nullptr && *position_ > 0) entries_.back().text += fmt::format(" (at {:.3f} s)", *position_);
   }
-  /// From now on every entry says where it came up: at `*position` [s]. Null ends it.
+  /// From now on every entry says where it came up: at `*position` [s], once that is past 0. Null ends it.
   void follow(const double* position) { position_ = position; }
   const std::vector<logged_entry>& entries() const noexcept { return entries_; }
   void clear() { entries_.clear(); }
