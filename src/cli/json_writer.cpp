@@ -1,6 +1,7 @@
 // The one source that knows the JSON library.
 #include "cli/json_writer.h"
 
+#include "cli/plain_text.h"
 #include "frame/exceptions.h"
 #include "frame/text.h"
 
@@ -78,10 +79,7 @@ class object_writer {
   }
 
   void append_string(std::string_view text) {
-    // Without a branch, so that it runs over many bytes at a time.
-    unsigned others = 0;
-    for (const char c : text) others += c < 0x20 || c == 0x7F || c == '"' || c == '\\';
-    if (others == 0) {
+    if (is_plain<'"', '\\'>(text)) {
       out_ += '"';
       out_ += text;
       out_ += '"';

@@ -1,15 +1,13 @@
 #include "cli/messages.h"
 
+#include "cli/plain_text.h"
 #include "frame/text.h"
 #include "host/terminal.h"
 
 namespace zelmora::cli {
 
 void append_display(std::string& out, std::string_view text) {
-  // Counted to the end rather than left at the first: without a branch, this runs over many bytes at a time.
-  unsigned others = 0;
-  for (const char c : text) others += c < 0x20 || c == 0x7F;
-  if (others == 0)
+  if (is_plain(text))
     out += text;
   else
     out += escape_for_display(text);
