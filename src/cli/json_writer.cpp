@@ -1,7 +1,6 @@
 // The one source that knows the JSON library.
 #include "cli/json_writer.h"
 
-#include "cli/plain_text.h"
 #include "frame/exceptions.h"
 #include "frame/text.h"
 
@@ -79,7 +78,8 @@ class object_writer {
   }
 
   void append_string(std::string_view text) {
-    if (is_plain<'"', '\\'>(text)) {
+    const bool plain = std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; });
+    if (plain) {
       out_ += '"';
       out_ += text;
       out_ += '"';

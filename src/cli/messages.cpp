@@ -1,13 +1,13 @@
 #include "cli/messages.h"
 
-#include "cli/plain_text.h"
 #include "frame/text.h"
 #include "host/terminal.h"
 
 namespace zelmora::cli {
 
 void append_display(std::string& out, std::string_view text) {
-  if (is_plain(text))
+  const bool plain = std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; });
+  if (plain)
     out += text;
   else
     out += escape_for_display(text);
