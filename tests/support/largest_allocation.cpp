@@ -1,0 +1,26 @@
+#include "support/largest_allocation.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+namespace {
+std::atomic<std::size_t> largest = 0;
+} // namespace
+
+void* operator new(std::size_t size) {
+  auto known = largest.load(std::memory_order_relaxed);
+  while (known < size && !largest.compare_exchange_weak(known, size, std::memory_order_relaxed)) {
+  }
+  if (void* const result = std::malloc(size != 0 ? size : 1)) return result;
+  throw std::bad_alloc();
+}
+void operator delete(void* block) noexcept { std::free(block); }
+void operator delete(void* block, std::size_t) noexcept { std::free(block); }
+
+namespace zelmora::test {
+
+void clear_largest_allocation() noexcept { largest = 0; }
+std::size_t largest_allocation() noexcept { return largest; }
+
+} // namespace zelmora::test
