@@ -9,7 +9,16 @@ namespace zelmora::zelmora_io {
 
 namespace {
 constexpr double retry_interval = 0.05; // [s]
+
+/// The first service for which `answers` holds, or null. Runs for every path, so it walks no further than it must.
+template <class Predicate>
+service_ptr_t<filesystem> find_filesystem(Predicate answers) {
+  const auto walk = services().enumerate(filesystem::class_guid);
+  for (service_ptr_t<service_base> item; walk->next(item);)
+    if (auto* const service = static_cast<filesystem*>(item.get()); answers(*service)) return service;
+  return nullptr;
 }
+} // namespace
 
 void retry_while_in_use(double timeout, abort_callback& abort, const std::function<void()>& attempt) {
   using clock = std::chrono::steady_clock;
@@ -26,9 +35,9 @@ void retry_while_in_use(double timeout, abort_callback& abort, const std::functi
 }
 
 service_ptr_t<filesystem> filesystem::g_get_interface(std::string_view path) {
-  for (auto& service : enumerate_services<filesystem>())
-    if (service->is_our_path(path)) return service;
-  throw exception_io_no_handler_for_path();
+  auto service = find_filesystem([&](filesystem& candidate) { return candidate.is_our_path(path); });
+  if (!service) throw exception_io_no_handler_for_path();
+  return service;
 }
 
 void filesystem::g_open(file_ptr& out, std::string_view path, open_mode mode, abort_callback& abort) {
@@ -44,16 +53,16 @@ void filesystem::g_open_timeout(file_ptr& out, std::string_view path, open_mode 
 std::string filesystem::g_get_canonical_path(std::string_view path) {
   const uCallStackTracker trace("filesystem::g_get_canonical_path");
   std::string out;
-  for (auto& service : enumerate_services<filesystem>())
-    if (service->get_canonical_path(path, out)) return out;
+  if (find_filesystem([&](filesystem& candidate) { return candidate.get_canonical_path(path, out); })) return out;
   return std::string(path);
 }
 
 std::string filesystem::g_get_display_path(std::string_view path) {
   const uCallStackTracker trace("filesystem::g_get_display_path");
   std::string out;
-  for (auto& service : enumerate_services<filesystem>())
-    if (service->is_our_path(path) && service->get_display_path(path, out)) return out;
+  if (const auto service = find_filesystem([&](filesystem& candidate) { return candidate.is_our_path(path); });
+      service && service->get_display_path(path, out))
+    return out;
   return std::string(path);
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <limits>
 #include <unistd.h>
 
@@ -211,13 +212,32 @@ void local_file::resize(std::uint64_t size, abort_callback& abort) {
   check_writable();
   flush_to_system(abort);
   abort.check();
-  const auto length = as_offset(size);
-  while (::ftruncate(fd_.get(), length) != 0)
-    if (errno != EINTR) raise_errno(errno);
+  if (size > size_) reserve(size);
+  set_system_size(size);
   buffer_length_ = 0;
   written_ = true;
   size_ = size;
   position_ = std::min(position_, size);
+}
+
+/// Claims the room for a longer file, so that a full disk is met here and not by a write in the middle of something.
+void local_file::reserve(std::uint64_t size) {
+  const auto length = as_offset(size);
+  const auto old_length = as_offset(size_);
+  while (::fallocate(fd_.get(), 0, old_length, length - old_length) != 0) {
+    if (errno == EINTR) continue;
+    if (errno == EOPNOTSUPP || errno == ENOSYS) return;
+    // Part of the room may have been given already.
+    const int error = errno;
+    if (::ftruncate(fd_.get(), old_length) != 0) raise_errno(errno);
+    raise_errno(error);
+  }
+}
+
+void local_file::set_system_size(std::uint64_t size) {
+  const auto length = as_offset(size);
+  while (::ftruncate(fd_.get(), length) != 0)
+    if (errno != EINTR) raise_errno(errno);
 }
 
 void local_file::seek(std::uint64_t position, abort_callback& abort) {

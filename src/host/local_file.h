@@ -53,6 +53,8 @@ class local_file : public zelmora_io::file_v2 {
   std::size_t read_system(std::byte* out, std::size_t bytes, std::uint64_t offset);
   std::size_t write_system(const std::byte* data, std::size_t bytes, std::uint64_t offset);
   void write_through(const std::byte* data, std::size_t bytes, abort_callback& abort);
+  void reserve(std::uint64_t size);
+  void set_system_size(std::uint64_t size);
   void collect(const std::byte* data, std::size_t bytes);
   void count_seek(std::uint64_t offset, std::uint64_t end) noexcept;
   void check_writable() const;
