@@ -10,10 +10,11 @@ namespace zelmora::test {
 
 std::string fixture_path(std::string_view name) { return std::string(ZELMORA_TEST_DATA "/").append(name); }
 
-std::vector<std::byte> load_fixture(std::string_view name) {
-  const auto path = fixture_path(name);
+std::vector<std::byte> load_fixture(std::string_view name) { return load_file(fixture_path(name)); }
+
+std::vector<std::byte> load_file(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error("no such fixture: " + path);
+  if (!in) throw std::runtime_error("no such file: " + path);
   std::vector<char> text(std::filesystem::file_size(path));
   in.read(text.data(), static_cast<std::streamsize>(text.size()));
   std::vector<std::byte> result(text.size());

@@ -1,0 +1,121 @@
+#include "input_fuzz.h"
+
+#include "frame/exceptions.h"
+#include "frame/input_open.h"
+#include "frame/memory_file.h"
+#include "support/faulty_file.h"
+#include "support/test_services.h"
+
+#include <fmt/core.h>
+
+#include <algorithm>
+#include <bit>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+namespace zelmora::fuzz {
+
+using namespace zelmora_io;
+
+namespace {
+
+/// Decoding stops here [samples over all channels]: a small file of a packed format may hold hours.
+constexpr std::size_t max_samples = 300'000;
+
+struct violation {
+  std::string text;
+};
+
+struct decoded {
+  std::vector<audio_sample> samples;
+  std::uint32_t rate = 0;
+  std::uint32_t channels = 0;
+  bool is_whole = false;
+};
+
+decoded decode(input_decoder& decoder, abort_callback& abort) {
+  decoded result;
+  audio_chunk_impl chunk;
+  while (result.samples.size() < max_samples) {
+    if (!decoder.run(chunk, abort)) {
+      if (decoder.run(chunk, abort)) throw violation{"a chunk behind the end"};
+      result.is_whole = true;
+      break;
+    }
+    // Streams may have more channels than a chunk can carry; hosts reject those.
+    if (!chunk.is_valid() && chunk.get_channels() <= audio_chunk::max_channels) throw violation{"an invalid chunk"};
+    if (result.channels == 0) {
+      result.rate = chunk.get_srate();
+      result.channels = chunk.get_channels();
+    }
+    const auto samples = chunk.samples();
+    result.samples.insert(result.samples.end(), samples.begin(), samples.end());
+  }
+  return result;
+}
+
+bool same_bits(audio_sample a, audio_sample b) {
+  return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
+}
+
+void check_seeks(input_decoder& decoder, const decoded& linear, abort_callback& abort) {
+  if (linear.channels == 0 || !linear.is_whole) return;
+  const auto frames = linear.samples.size() / linear.channels;
+  for (const auto target : {frames / 3, frames, std::size_t{0}}) {
+    decoder.seek(audio_math::samples_to_time(target, linear.rate), abort);
+    const auto rest = decode(decoder, abort);
+    const auto wanted = std::span(linear.samples).subspan(target * linear.channels);
+    if (!std::ranges::equal(rest.samples, wanted, same_bits))
+      throw violation{fmt::format("a seek to {} of {} differs from the decode from the start", target, frames)};
+  }
+  decoder.seek(1e300, abort);
+}
+
+void run_once(file_ptr file, std::string_view path) {
+  abort_callback_dummy abort;
+  const auto opened = open_input(input_decoder::class_guid, std::move(file), path, nullptr, abort);
+  const auto decoder = service_extension<input_decoder>(opened.instance.get());
+  const auto subsongs = std::min(decoder->get_subsong_count(), 4u);
+  for (std::uint32_t i = 0; i < subsongs; ++i) {
+    const auto subsong = decoder->get_subsong(i);
+    file_info_impl info;
+    decoder->get_info(subsong, info, abort);
+    decoder->initialize(subsong, 0, abort);
+    const auto linear = decode(*decoder, abort);
+    if (decoder->can_seek()) check_seeks(*decoder, linear, abort);
+  }
+}
+
+} // namespace
+
+std::string check_input(std::span<const std::byte> data, std::string_view path) {
+  test::attach_own_services();
+  test::file_faults no_size;
+  no_size.no_size = true;
+  test::file_faults stream;
+  stream.no_seek = true;
+  test::file_faults pipe;
+  pipe.no_size = pipe.no_seek = true;
+  for (const auto& faults : {test::file_faults{}, no_size, stream, pipe}) {
+    try {
+      run_once(test::make_faulty_file(service_new<memory_file>(data), faults), path);
+    } catch (const exception_io&) {
+      // Foreign or damaged data: what the contract of inputs says.
+    } catch (const violation& v) {
+      return v.text;
+    } catch (const std::exception& e) {
+      return fmt::format("{}: {}", exception_class_name(e), e.what());
+    }
+  }
+  return {};
+}
+
+int run_input_target(const std::uint8_t* data, std::size_t size, std::string_view path) {
+  const auto wrong = check_input(std::as_bytes(std::span(data, size)), path);
+  if (wrong.empty()) return 0;
+  std::fprintf(stderr, "%s\n", wrong.c_str());
+  std::abort();
+}
+
+} // namespace zelmora::fuzz
