@@ -8,6 +8,7 @@
 
 #include <array>
 #include <csignal>
+#include <optional>
 #include <regex>
 #include <sys/eventfd.h>
 #include <sys/file.h>
@@ -263,6 +264,97 @@ TEST_F(Rewrite, AnotherWriterCutsInAtEachCall) {
   }
   EXPECT_GT(got_in, 0u);
   EXPECT_LT(got_in, calls);
+}
+
+// Writers of new files hold no source: only the temporary's lock stands between them.
+TEST_F(Rewrite, HalfWrittenTemporaryOfAnotherIsNeverPlaced) {
+  const auto write_new = [&](file_rewriter& writer, const std::string& content) {
+    writer.output().write(content.data(), content.size(), abort);
+    writer.commit_new(durability::ordinary, abort);
+  };
+  std::size_t calls = 0;
+  std::size_t started = 0;
+  for (std::size_t n = 0; n == 0 || n < calls; ++n) {
+    put_old();
+    std::optional<file_rewriter> other;
+    impatient token;
+    std::string failure;
+    {
+      const syscall_watch watch({.before = [&](std::size_t number, std::string_view) {
+        if (number != n) return;
+        raised([&] {
+          other.emplace(path, token);
+          other->output().write("half", 4, abort);
+          flush_to_disk(other->output(), abort);
+        });
+      }});
+      failure = raised([&] {
+        file_rewriter writer(path, abort);
+        write_new(writer, new_bytes);
+      });
+      calls = watch.count();
+    }
+    EXPECT_TRUE(failure.empty() ? is_new() : is_old()) << n << ": " << failure;
+    started += other ? 1u : 0u;
+    other.reset();
+    EXPECT_EQ(scratch.list().size(), 1u) << n;
+  }
+  EXPECT_GT(started, 0u);
+  EXPECT_LT(started, calls);
+}
+
+TEST_F(Rewrite, WriterInsideIsNotReplacedUnderItsHands) {
+  const auto calls = count_calls();
+  std::size_t got_in = 0;
+  for (std::size_t n = 0; n < calls; ++n) {
+    put_old();
+    file_ptr inside;
+    std::string failure;
+    {
+      const syscall_watch watch({.before = [&](std::size_t number, std::string_view) {
+        if (number == n) raised([&] { inside = open(path, open_mode::write_existing); });
+      }});
+      impatient token;
+      failure = raised([&] { rewrite(new_bytes, token); });
+    }
+    if (!inside) continue;
+    ++got_in;
+    inside->write("mark", 4, abort);
+    EXPECT_EQ(read_bytes(path).substr(0, 4), "mark") << n << ": what it writes must be in the file; " << failure;
+  }
+  EXPECT_GT(got_in, 0u);
+}
+
+// The old file may be replaced between its opening and its locking.
+TEST_F(Rewrite, TheFileThatIsLockedIsTheOneAtThePath) {
+  file_ptr late;
+  {
+    const syscall_watch watch({.before = [&](std::size_t number, std::string_view name) {
+      if (number == 2 && name == "flock") rewrite(new_bytes, abort);
+    }});
+    late = open(path, open_mode::write_existing);
+    ASSERT_GT(watch.count("open"), 1u);
+  }
+  EXPECT_EQ(late->get_size(abort), new_bytes.size());
+  late->write("mark", 4, abort);
+  EXPECT_EQ(read_bytes(path).substr(0, 4), "mark");
+}
+
+// A temporary without a lock yet looks like a leftover to others.
+TEST_F(Rewrite, TemporaryTakenForALeftoverIsMadeAgain) {
+  const auto write_new = [&](const std::string& content) {
+    file_rewriter writer(path, abort);
+    writer.output().write(content.data(), content.size(), abort);
+    writer.commit_new(durability::ordinary, abort);
+  };
+  bool done = false;
+  const syscall_watch watch({.before = [&](std::size_t, std::string_view name) {
+    if (name != "flock" || std::exchange(done, true)) return;
+    write_new(old_bytes);
+  }});
+  write_new(new_bytes);
+  EXPECT_TRUE(done);
+  EXPECT_TRUE(is_new());
 }
 
 TEST_F(Rewrite, OneWriterAtATime) {
