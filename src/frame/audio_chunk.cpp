@@ -119,18 +119,37 @@ void convert_fixed(const std::byte* source, std::size_t count, bool is_signed, a
   }
 }
 
-/// 24 bits: three bytes take the high places of a 32-bit integer, so that the sign stands in place.
+/// 24 bits: three bytes take the high places of a 32-bit word, where the sign of integers and floats stands.
+template <std::endian order>
+std::uint32_t load_24(const std::byte* source) {
+  constexpr std::size_t low = order == std::endian::little ? 0 : 2;
+  return (std::to_integer<std::uint32_t>(source[low]) << 8) | (std::to_integer<std::uint32_t>(source[1]) << 16) |
+         (std::to_integer<std::uint32_t>(source[2 - low]) << 24);
+}
+
+/// As `load_24`, for each of `count` values in turn. Three words hold four: several times as fast as byte after byte.
+template <std::endian order, class Convert>
+void for_each_24(const std::byte* source, std::size_t count, audio_sample* out, Convert convert) {
+  constexpr bool is_little = order == std::endian::little;
+  for (; count >= 4; count -= 4, source += 12, out += 4) {
+    const auto a = load_bytes<std::uint32_t, order>(source);
+    const auto b = load_bytes<std::uint32_t, order>(source + 4);
+    const auto c = load_bytes<std::uint32_t, order>(source + 8);
+    out[0] = convert(is_little ? a << 8 : a & 0xFFFFFF00);
+    out[1] = convert(is_little ? (a >> 16 & 0xFF00) | b << 16 : a << 24 | (b >> 8 & 0xFFFF00));
+    out[2] = convert(is_little ? (b >> 8 & 0xFFFF00) | c << 24 : b << 16 | (c >> 16 & 0xFF00));
+    out[3] = convert(is_little ? c & 0xFFFFFF00 : c << 8);
+  }
+  for (; count != 0; --count, source += 3) *out++ = convert(load_24<order>(source));
+}
+
 template <std::endian order>
 void convert_fixed_24(const std::byte* source, std::size_t count, bool is_signed, audio_sample* destination) {
   constexpr float factor = 1.0f / 2147483648.0f;
-  constexpr std::size_t low = order == std::endian::little ? 0 : 2;
   const std::uint32_t flip = is_signed ? 0u : 0x80000000u;
-  for (std::size_t i = 0; i < count; ++i, source += 3) {
-    const std::uint32_t raw = (std::to_integer<std::uint32_t>(source[low]) << 8) |
-                              (std::to_integer<std::uint32_t>(source[1]) << 16) |
-                              (std::to_integer<std::uint32_t>(source[2 - low]) << 24);
-    destination[i] = static_cast<float>(static_cast<std::int32_t>(raw ^ flip)) * factor;
-  }
+  for_each_24<order>(source, count, destination, [flip](std::uint32_t raw) {
+    return static_cast<float>(static_cast<std::int32_t>(raw ^ flip)) * factor;
+  });
 }
 
 template <std::endian order>
@@ -165,14 +184,7 @@ void convert_floating(const void* data, std::size_t count, std::uint32_t bits, a
   case 16:
     for (std::size_t i = 0; i < count; ++i) out[i] = half_to_float(load_bytes<std::uint16_t, order>(source + i * 2));
     break;
-  case 24:
-    for (std::size_t i = 0; i < count; ++i, source += 3) {
-      constexpr std::size_t low = order == std::endian::little ? 0 : 2;
-      out[i] = std::bit_cast<float>((std::to_integer<std::uint32_t>(source[low]) << 8) |
-                                    (std::to_integer<std::uint32_t>(source[1]) << 16) |
-                                    (std::to_integer<std::uint32_t>(source[2 - low]) << 24));
-    }
-    break;
+  case 24: for_each_24<order>(source, count, out, [](std::uint32_t raw) { return std::bit_cast<float>(raw); }); break;
   case 32:
     for (std::size_t i = 0; i < count; ++i) out[i] = load_bytes<float, order>(source + i * 4);
     break;

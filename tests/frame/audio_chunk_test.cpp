@@ -95,6 +95,29 @@ INSTANTIATE_TEST_SUITE_P(
         float_case{"f64be", 64, pcm_flag_big_endian_float, {0x3F, 0xE0, 0, 0, 0, 0, 0, 0}, {0.5f}}),
     [](const auto& row) { return row.param.name; });
 
+TEST(AudioChunk, TwentyFourBitsAreTheSameInAnyNumberAndByteOrder) {
+  bytes little;
+  bytes big;
+  for (unsigned i = 0; i < 9; ++i) {
+    const unsigned char value[]{static_cast<unsigned char>(0x11 * i), static_cast<unsigned char>(0x81 + i),
+                                static_cast<unsigned char>(0xF0 - 0x1F * i)};
+    for (const auto byte : {value[0], value[1], value[2]}) little.push_back(byte);
+    for (const auto byte : {value[2], value[1], value[0]}) big.push_back(byte);
+    const auto expected = [&](unsigned n) {
+      const auto raw = static_cast<std::int32_t>(little[n * 3] | little[n * 3 + 1] << 8 | little[n * 3 + 2] << 16);
+      return static_cast<float>(raw >= 0x800000 ? raw - 0x1000000 : raw) / 8388608.0f;
+    };
+    audio_chunk_impl chunk;
+    audio_chunk_impl reversed;
+    chunk.set_data_fixedpoint(little.data(), little.size(), 44100, 1, 24, 4);
+    reversed.set_data_fixedpoint_ex(big.data(), big.size(), 44100, 1, 24, pcm_flag_signed | pcm_flag_big_endian, 4);
+    for (unsigned n = 0; n <= i; ++n) {
+      EXPECT_EQ(chunk.get_data()[n], expected(n)) << n << " of " << i + 1;
+      EXPECT_EQ(reversed.get_data()[n], expected(n)) << n << " of " << i + 1;
+    }
+  }
+}
+
 TEST(AudioChunk, UnknownFloatWidthIsABugCheck) {
   audio_chunk_impl chunk;
   const float zero = 0;
