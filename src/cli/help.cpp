@@ -60,10 +60,6 @@ std::string join_names(const option_description& option, std::string_view separa
   return result;
 }
 
-std::string usage(const verb_description& verb) {
-  return fmt::format("zel {} [OPTION]...{}{}", verb.name, verb.operands.empty() ? "" : " ", verb.operands);
-}
-
 std::vector<std::string> split(std::string_view text, char separator) {
   std::vector<std::string> result;
   for (;;) {
@@ -72,6 +68,20 @@ std::vector<std::string> split(std::string_view text, char separator) {
     if (end == std::string_view::npos) return result;
     text.remove_prefix(end + 1);
   }
+}
+
+std::string_view trim(std::string_view text) {
+  const auto first = std::min(text.find_first_not_of(' '), text.size());
+  const auto last = text.find_last_not_of(' ');
+  return text.substr(first, last == std::string_view::npos ? 0 : last + 1 - first);
+}
+
+/// The forms of a verb, such as "config get KEY...": one for most.
+std::vector<std::string> usage_forms(const verb_description& verb) {
+  std::vector<std::string> result;
+  for (const auto& form : split(verb.operands, '|'))
+    result.push_back(fmt::format("zel {} [OPTION]...{}{}", verb.name, form.empty() ? "" : " ", trim(form)));
+  return result;
 }
 
 } // namespace
@@ -88,8 +98,8 @@ std::string render_program_help(const std::vector<verb_description>& verbs) {
 
 std::string render_verb_help(const verb_description& verb) {
   constexpr std::size_t text_column = 30;
-  auto out = fmt::format("zel {}: {}\n\nusage: {}\n\n{}\n\noptions:\n", verb.name, verb.summary, usage(verb),
-                         wrap(verb.details, 0));
+  auto out = fmt::format("zel {}: {}\n\nusage: {}\n\n{}\n\noptions:\n", verb.name, verb.summary,
+                         fmt::join(usage_forms(verb), "\n       "), wrap(verb.details, 0));
   for (const auto& option : verb.options) {
     auto head = fmt::format("  {}{}{}", join_names(option, ", "), option.argument.empty() ? "" : " ", option.argument);
     if (head.size() + 2 > text_column)
@@ -132,7 +142,7 @@ std::string render_manual_page(const std::vector<verb_description>& verbs) {
   std::string out = ".\\\" Made by `zel --generate man`.\n.TH ZEL 1 \"\" \"Format Bench\" \"User Commands\"\n"
                     ".SH NAME\nzel \\- describe, decode and check audio files\n.SH SYNOPSIS\n";
   for (const auto& verb : verbs)
-    out += fmt::format(".B zel {}\n[\\fIOPTION\\fR]...\n{}\n.br\n", verb.name, roff(verb.operands));
+    for (const auto& form : usage_forms(verb)) out += roff(form) + "\n.br\n";
   out += ".SH DESCRIPTION\nA \\fIPATH\\fR is anything that an input claims: a file, or a scheme such as\n"
          ".IR tone://440,2 .\nErrors go to standard error as \"zel: PATH: message\". What follows\n.B \\-\\-\n"
          "is a path even when it begins with a dash.\n";
@@ -185,10 +195,7 @@ std::string render_completion(const std::vector<verb_description>& verbs) {
     options += fmt::format("    {}) options='{}';;\n", verb.name, all.substr(0, all.size() - 1));
     if (verb.operands.find(" | ") == std::string::npos) continue;
     std::string words;
-    for (const auto& form : split(verb.operands, '|')) {
-      const auto first = form.find_first_not_of(' ');
-      words += form.substr(first, form.find(' ', first) - first) + " ";
-    }
+    for (const auto& form : split(verb.operands, '|')) words += split(trim(form), ' ').front() + ' ';
     actions += fmt::format("    {}) [[ $COMP_CWORD -eq 2 ]] && words '{}' && return;;\n", verb.name,
                            words.substr(0, words.size() - 1));
   }

@@ -122,7 +122,7 @@ std::vector<std::byte> wav_writer::make_header(const sizes& told) const {
     out.number(capped_32(told.samples));
   }
   out.id("data");
-  out.number(capped_32(told.data));
+  out.number(told.is_large() ? unknown_32 : capped_32(told.data));
   return out.take();
 }
 

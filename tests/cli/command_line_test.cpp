@@ -1,0 +1,143 @@
+#include "cli/zel_process.h"
+
+namespace zelmora::test {
+
+namespace {
+
+using CommandLine = ZelTest;
+
+struct usage_case {
+  const char* name;
+  std::vector<std::string> arguments;
+  const char* first_line;
+};
+
+class WrongUsage : public ZelTest, public testing::WithParamInterface<usage_case> {};
+
+TEST_P(WrongUsage, EndsWithTwoAndSaysWhy) {
+  const auto result = zel(GetParam().arguments);
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  const auto lines = lines_of(result.err);
+  ASSERT_EQ(lines.size(), 2u) << result.err;
+  EXPECT_EQ(lines[0], GetParam().first_line);
+  EXPECT_TRUE(lines[1].starts_with("Try 'zel ")) << lines[1];
+  EXPECT_EQ(names(), std::vector<std::string>());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, WrongUsage,
+    testing::Values(
+        usage_case{"Transposed", {"ifno", "a"}, "zel: unknown verb \"ifno\"; did you mean \"info\"?"},
+        usage_case{"Shortened", {"ver"}, "zel: unknown verb \"ver\"; did you mean \"verify\"?"},
+        usage_case{"FarFromAll", {"transmogrify"}, "zel: unknown verb \"transmogrify\""},
+        usage_case{"HelpOnNoVerb", {"help", "decoed"}, "zel: unknown verb \"decoed\"; did you mean \"decode\"?"},
+        usage_case{"OptionForVerb", {"--json"}, "zel: unknown option \"--json\""},
+        usage_case{"UnknownOption", {"info", "--jsn", "a"}, "zel: unknown option \"--jsn\""},
+        usage_case{"UnknownShortOption", {"info", "-x", "a"}, "zel: unknown option \"-x\""},
+        usage_case{"NoPath", {"info"}, "zel: no PATH is given"},
+        usage_case{"NulWithoutList", {"info", "-0", "a"}, "zel: -0 needs --files-from"},
+        usage_case{"NoJobs", {"info", "-j", "0", "a"}, "zel: --jobs: 0 is not a number from 1 to 256"},
+        usage_case{"JobsAreNoNumber", {"verify", "-j", "2x", "a"}, "zel: --jobs: 2x is not a number from 1 to 256"},
+        usage_case{"NoOutput", {"decode", "tone://440,1"}, "zel: -o OUT is missing"},
+        usage_case{"NoFormat",
+                   {"decode", "-o", "x", "--format", "mp3", "a"},
+                   "zel: --format: mp3 is none of wav, f32, s16, s24, s32"},
+        usage_case{"BitsOfHeaderless",
+                   {"decode", "-o", "x", "--format", "s16", "--bits", "16", "a"},
+                   "zel: --bits goes with --format wav"},
+        usage_case{"StartBeforeZero", {"decode", "-o", "x", "--start", "-1", "a"}, "zel: -1 is no time in seconds"},
+        usage_case{"LengthIsNoNumber", {"decode", "-o", "x", "--length", "1s", "a"}, "zel: 1s is no time in seconds"},
+        usage_case{"LengthIsInfinite", {"decode", "-o", "x", "--length", "inf", "a"}, "zel: inf is no time in seconds"},
+        usage_case{"SeveralIntoOneFile",
+                   {"decode", "-o", "x", "tone://440,1", "tone://441,1"},
+                   "zel: several paths need an existing directory for -o"},
+        usage_case{"NoSuchDirectory", {"decode", "-o", "x/", "tone://440,1"}, "zel: x/ is no directory"},
+        usage_case{"ConfigAlone", {"config"}, "zel: config needs one of list, get, set, reset"},
+        usage_case{"ConfigAction", {"config", "lst"}, "zel: config knows list, get, set and reset, not \"lst\""},
+        usage_case{"SetWithoutValue", {"config", "set", "a"}, "zel: \"a\" has no value: KEY=VALUE"},
+        usage_case{"ResetNothing", {"config", "reset"}, "zel: no KEY is given"},
+        usage_case{"ResetAllAndOne", {"config", "reset", "--all", "a"}, "zel: --all stands alone"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(CommandLine, AloneItShowsHelpAndFails) {
+  const auto result = zel({});
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, zel({"--help"}).out);
+}
+
+TEST_F(CommandLine, HelpOfAVerbHasItsOptionsAndExamples) {
+  for (const std::string verb : {"formats", "info", "decode", "verify", "config"}) {
+    const auto result = zel({"help", verb});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, zel({verb, "--help"}).out);
+    EXPECT_NE(result.out.find("\nexamples:\n  zel " + verb), std::string::npos) << result.out;
+    for (const auto& line : lines_of(result.out)) {
+      const bool is_example = line.find("  zel ") != std::string::npos || line.find(" | zel ") != std::string::npos;
+      EXPECT_TRUE(is_example || line.size() <= 80) << line;
+    }
+  }
+}
+
+TEST_F(CommandLine, WrittenPagesAreThoseOfTheOptions) {
+  // After a change of options: zel --generate man >docs/man/zel.1, zel --generate completion >tools/completion/zel.bash
+  EXPECT_EQ(zel({"--generate", "man"}).out, read_bytes(ZEL_SOURCE_DIR "/docs/man/zel.1"));
+  EXPECT_EQ(zel({"--generate", "completion"}).out, read_bytes(ZEL_SOURCE_DIR "/tools/completion/zel.bash"));
+}
+
+TEST_F(CommandLine, CompletionOffersWhatFits) {
+  const auto complete = [](const std::string& line) {
+    const std::string script =
+        "source " ZEL_SOURCE_DIR "/tools/completion/zel.bash; COMP_WORDS=(" + line +
+        "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); compopt() { :; }; _zel; echo \"${COMPREPLY[*]}\"";
+    auto* const shell = ::popen(("bash -c '" + script + "'").c_str(), "r");
+    std::string out;
+    for (int c = 0; (c = std::fgetc(shell)) != EOF;) out += static_cast<char>(c);
+    EXPECT_EQ(::pclose(shell), 0) << out;
+    return out;
+  };
+  EXPECT_EQ(complete("zel ver"), "verify\n");
+  EXPECT_EQ(complete("zel decode --fo"), "--format\n");
+  EXPECT_EQ(complete("zel decode --format s"), "s16 s24 s32\n");
+  EXPECT_EQ(complete("zel config re"), "reset\n");
+  EXPECT_EQ(complete("zel verify --seeks \"\""), "\n");
+}
+
+TEST_F(CommandLine, FormatsAreListed) {
+  const auto result = zel({"formats", "--json"});
+  EXPECT_EQ(result.status, 0);
+  bool wav = false;
+  bool tone = false;
+  for (const auto& input : json_lines_of(result.out)) {
+    const auto has = [&](const char* list, std::string_view item) {
+      return std::ranges::any_of(input.at(list), [&](const auto& each) { return each == item; });
+    };
+    if (input.at("name") == "zelmora WAV Decoder")
+      wav = has("extensions", "w64") && has("content_types", "audio/x-wav");
+    if (input.at("name") == "zelmora Tone Decoder") tone = has("schemes", "tone://") && !has("schemes", "sweep://");
+  }
+  EXPECT_TRUE(wav);
+  EXPECT_TRUE(tone);
+  EXPECT_NE(zel({"formats"}).out.find("\n  extensions     "), std::string::npos);
+}
+
+TEST_F(CommandLine, FullDiscOnStandardOutputIsAFailure) {
+  const auto result = zel({"info", "tone://440,1"}, {.output_path = "/dev/full"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "zel: standard output: Device full\n");
+}
+
+TEST_F(CommandLine, AReaderThatIsGoneEndsItQuietly) {
+  for (const auto& arguments : std::vector<std::vector<std::string>>{
+           {"info", "tone://440,1"}, {"--help"}, {"decode", "-o", "-", "tone://440"}, {"config", "list"}}) {
+    const auto result = zel(arguments, {.close_output_early = true});
+    EXPECT_EQ(result.status, 1) << arguments[0];
+    EXPECT_EQ(result.err, "") << arguments[0];
+  }
+}
+
+} // namespace
+
+} // namespace zelmora::test
