@@ -52,7 +52,7 @@ std::size_t local_file::take_buffered(std::byte* out, std::size_t bytes) noexcep
   if (position_ < buffer_start_ || position_ - buffer_start_ >= buffer_length_) return 0;
   const auto at = static_cast<std::size_t>(position_ - buffer_start_);
   const auto count = std::min(bytes, buffer_length_ - at);
-  if (count != 0) std::memcpy(out, buffer_ + at, count);
+  if (count != 0) std::memcpy(out, buffer() + at, count);
   position_ += count;
   return count;
 }
@@ -90,24 +90,16 @@ void local_file::fill_buffer(std::size_t wanted, abort_callback& abort) {
   auto start = position_;
   // Tags at the end are looked for backwards: the window that would pass the end begins earlier instead.
   if (!runs_on && position_ < size_ && bytes > size_ - position_) start = size_ - std::min<std::uint64_t>(bytes, size_);
-  auto* const buffer = buffer_of(bytes);
   buffer_start_ = start;
   buffer_length_ = 0;
+  if (bytes > first_window && !large_buffer_)
+    large_buffer_ = std::make_unique_for_overwrite<std::byte[]>(largest_window);
   do {
     abort.check();
-    const auto got = read_system(buffer + buffer_length_, bytes - buffer_length_, start + buffer_length_);
+    const auto got = read_system(buffer() + buffer_length_, bytes - buffer_length_, start + buffer_length_);
     if (got == 0) return;
     buffer_length_ += got;
   } while (start + buffer_length_ <= position_);
-}
-
-std::byte* local_file::buffer_of(std::size_t bytes) {
-  if (bytes > first_window && !large_buffer_) {
-    buffer_length_ = 0;
-    large_buffer_ = std::make_unique_for_overwrite<std::byte[]>(largest_window);
-    buffer_ = large_buffer_.get();
-  }
-  return buffer_;
 }
 
 void local_file::count_seek(std::uint64_t offset, std::uint64_t end) noexcept {

@@ -49,7 +49,7 @@ class local_file : public zelmora_io::file_v2 {
   std::size_t take_buffered(std::byte* out, std::size_t bytes) noexcept;
   std::size_t read_missing(std::byte* out, std::size_t bytes, abort_callback& abort);
   void fill_buffer(std::size_t wanted, abort_callback& abort);
-  std::byte* buffer_of(std::size_t bytes);
+  std::byte* buffer() noexcept { return large_buffer_ ? large_buffer_.get() : small_buffer_.data(); }
   std::size_t read_system(std::byte* out, std::size_t bytes, std::uint64_t offset);
   std::size_t write_system(const std::byte* data, std::size_t bytes, std::uint64_t offset);
   void write_through(const std::byte* data, std::size_t bytes, abort_callback& abort);
@@ -70,7 +70,6 @@ class local_file : public zelmora_io::file_v2 {
   std::size_t window_ = first_window; ///< what the next system read asks for
   std::uint64_t buffer_start_ = 0;
   std::size_t buffer_length_ = 0;
-  std::byte* buffer_ = small_buffer_.data();
   std::unique_ptr<std::byte[]> large_buffer_;
 
   std::unique_ptr<std::byte[]> collected_;

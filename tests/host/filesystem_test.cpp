@@ -54,10 +54,10 @@ TEST_F(Filesystem, MovesAndRemoves) {
   EXPECT_EQ(raised([&] { service->remove(scratch / "c", abort); }), "exception_io_not_found: Object not found");
   EXPECT_EQ(raised([&] { service->remove(scratch.path(), abort); }), "exception_io_denied: Is a directory");
   // A file system that knows no exclusive renaming.
-  for (const auto& [to, failure] : {std::pair{"b", "exception_io_already_exists: Object already exists"}, {"d", ""}}) {
+  for (const auto& row : {std::pair{"b", "exception_io_already_exists: Object already exists"}, {"d", ""}}) {
     write_bytes(scratch / "a", "a");
     const test::syscall_watch watch({.fail_at = 0, .error = EINVAL});
-    EXPECT_EQ(raised([&] { service->move(scratch / "a", scratch / to, abort); }), failure);
+    EXPECT_EQ(raised([&] { service->move(scratch / "a", scratch / row.first, abort); }), row.second);
   }
 }
 
