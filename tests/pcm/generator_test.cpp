@@ -130,6 +130,18 @@ TEST(sweep, rises_exponentially_with_a_continuous_phase) {
   }
 }
 
+TEST(sweep, keeps_its_phase_for_minutes) {
+  const auto audio = open_path("sweep://20000-20000,60").decode();
+  const auto n = audio.frames() - 1;
+  EXPECT_NEAR(audio.samples[n], sine_of_turns(20000.0L * n / 44100), tolerance);
+}
+
+TEST(sweep, begins_again_with_the_same_phase) {
+  auto sweep = open_path("sweep://20-20000,0.1");
+  const auto first = sweep.decode();
+  EXPECT_EQ(sweep.decode().samples, first.samples);
+}
+
 TEST(sweep, info_and_end) {
   auto sweep = open_path("sweep://20-20000,0.5");
   const auto info = sweep.info();

@@ -129,6 +129,63 @@ TEST(wave_chunks, boundaries) {
   EXPECT_EQ(wave_chunk_id_of("LIST"), guid{});
 }
 
+// --- Chunks put together for the purpose --------------------------------------------------------------------------
+
+std::vector<std::byte> chunk_of(std::string_view code, std::size_t size, std::uint64_t value = 0) {
+  std::vector<std::byte> out(8 + size + 8);
+  std::ranges::copy(as_byte_span(code), out.begin());
+  store_le(out.data() + 4, static_cast<std::uint32_t>(size));
+  store_le(out.data() + 8, value);
+  out.resize(8 + size + size % 2);
+  return out;
+}
+
+TEST(wav_parser, reads_a_sample_count_of_either_width) {
+  struct {
+    std::size_t size;
+    std::uint64_t wanted;
+  } const cases[]{{0, 0}, {3, 0}, {4, 0x22222222}, {7, 0x22222222}, {8, 0x1122222222}, {12, 0x1122222222}};
+  for (const auto& c : cases) {
+    auto content = load_fixture("wav/s16.wav");
+    const auto fact = chunk_of("fact", c.size, 0x1122222222);
+    content.insert(content.begin() + 36, fact.begin(), fact.end());
+    store_le<std::uint32_t>(content.data() + 4, 0);
+    wav_parser parser(service_new<memory_file>(content));
+    abort_callback_dummy abort;
+    parser.parse(abort);
+    EXPECT_EQ(parser.fact_samples(), c.wanted) << c.size;
+    EXPECT_EQ(parser.data_size(), 8404u) << c.size;
+  }
+}
+
+TEST(wav_parser, refuses_a_wave64_chunk_that_is_smaller_than_its_header) {
+  for (const std::uint64_t size : {0u, 23u, 24u}) {
+    auto content = load_fixture("wav/wave64.w64");
+    content.insert(content.end(), content.begin(), content.begin() + 16);
+    content.resize(content.size() + 8);
+    store_le(content.data() + content.size() - 8, size);
+    store_le<std::uint64_t>(content.data() + 16, content.size());
+    wav_parser parser(service_new<memory_file>(content));
+    abort_callback_dummy abort;
+    if (size < 24)
+      EXPECT_THROW(parser.parse(abort), exception_io_data) << size;
+    else
+      EXPECT_NO_THROW(parser.parse(abort)) << size;
+  }
+}
+
+TEST(wav_parser, the_size_of_rf64_counts_from_behind_its_own_field) {
+  // A chunk behind the data that ends with the file is whole.
+  auto content = load_fixture("wav/rf64.wav");
+  const auto list = chunk_of("LIST", 40);
+  content.insert(content.end(), list.begin(), list.end());
+  store_le<std::uint64_t>(content.data() + 20, content.size() - 8);
+  wav_parser parser(service_new<memory_file>(content));
+  abort_callback_dummy abort;
+  parser.parse(abort);
+  EXPECT_TRUE(parser.warnings().empty());
+}
+
 // --- Files too large to keep
 // ------------------------------------------------------------------------------------------
 
