@@ -42,7 +42,7 @@ asan: ## build and run every test under AddressSanitizer and UndefinedBehaviorSa
 fuzz: ## run each fuzz target for FUZZ_SECONDS (60) from its seeds
 	@tools/install-deps.sh fuzz
 	$(call configure,fuzz)
-	$(call compile,fuzz)
+	$(call compile,fuzz,fuzz/all)
 	@tools/fuzz.sh build/fuzz $(FUZZ_SECONDS)
 
 bench: build ## measure ourselves beside plain programs and the peers that are installed

@@ -3,6 +3,7 @@
 #
 #   tools/fuzz.sh BUILD_DIR SECONDS
 #
+# A single allocation above 64 MiB counts as a failure: sizes in a file must be checked before they are believed.
 # The corpus grows in BUILD_DIR/corpus/NAME; inputs that fail are left in BUILD_DIR/failures.
 set -eu
 top=$(cd "$(dirname "$0")/.." && pwd)
@@ -20,7 +21,7 @@ seeds="$top/fuzz/seeds/$name"
 corpus="$build/corpus/$name"
 log="$build/logs/$name.log"
 mkdir -p "$corpus"
-set -- "$1" -max_total_time="$FUZZ_SECONDS" -timeout=10 -rss_limit_mb=2048 -print_final_stats=1 \
+set -- "$1" -max_total_time="$FUZZ_SECONDS" -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=64 -print_final_stats=1 \
   -artifact_prefix="$build/failures/$name-" "$corpus"
 [ ! -d "$seeds" ] || set -- "$@" "$seeds"
 if "$@" >"$log" 2>&1; then result=ok; else result=FAILED; fi
