@@ -339,7 +339,7 @@ verb_description describe(const verb_row& row) {
   verb_description result{row.name, row.operands, row.summary, row.details, {}, row.examples};
   for (const auto* option : std::as_const(*app).get_options()) result.options.push_back(describe(*option));
   // The parser keeps its own option first; readers look for theirs.
-  std::ranges::rotate(result.options, result.options.begin() + 1);
+  std::rotate(result.options.begin(), result.options.begin() + 1, result.options.end());
   return result;
 }
 
