@@ -9,7 +9,7 @@ namespace {
 class format_bench_version : public component_version_entry {
  public:
   std::string get_name() override { return "Format Bench"; }
-  std::string get_version() override { return "2.0 beta 3"; }
+  std::string get_version() override { return ZELMORA_VERSION; }
 };
 
 class file_check : public component_file_check_entry {

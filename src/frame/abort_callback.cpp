@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <poll.h>
@@ -15,12 +16,17 @@ namespace zelmora {
 void abort_callback::raise() { throw zelmora_io::exception_aborted(); }
 
 void abort_callback::sleep(double seconds) const {
-  check();
+  using clock = std::chrono::steady_clock;
+  const auto deadline = clock::now() + std::chrono::duration<double>(seconds);
   pollfd event{get_abort_event(), POLLIN, 0};
-  constexpr double longest_wait = 24 * 3600.0;
-  const int milliseconds = static_cast<int>(std::ceil(std::clamp(seconds, 0.0, longest_wait) * 1000.0));
-  ::poll(&event, event.fd < 0 ? 0 : 1, milliseconds);
-  check();
+  // In slices: a signal cuts a wait short, and a token may have no descriptor.
+  constexpr double slice = 1.0;
+  for (;;) {
+    check();
+    const double left = std::chrono::duration<double>(deadline - clock::now()).count();
+    if (!(left > 0)) return;
+    ::poll(&event, event.fd < 0 ? 0 : 1, static_cast<int>(std::ceil(std::min(left, slice) * 1000.0)));
+  }
 }
 
 abort_callback_impl::abort_callback_impl() : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}

@@ -46,6 +46,8 @@ class advconfig_entry : public service_base {
   /// Raises `kiv::exception_invalid_params` with a text for the user when the value can't be taken. Setting a radio
   /// clears its siblings; clearing the one that is set is refused, since one choice always stands.
   virtual void set_text(std::string_view text) = 0;
+  /// Radios: another choice of the group has been made.
+  virtual void clear_choice() {}
 
  private:
   advconfig_place place_;
@@ -77,6 +79,7 @@ class advconfig_checkbox : public advconfig_entry {
   std::string get_text() const override;
   std::string get_default_text() const override;
   void set_text(std::string_view text) override;
+  void clear_choice() override { value_.set(false); }
 
  private:
   bool initial_;
@@ -105,10 +108,15 @@ class advconfig_integer : public advconfig_entry {
   cfg_uint value_;
 };
 
+/// How a string is to be edited.
+enum class string_flags : std::uint32_t { none = 0, is_folder_path = 1, is_file_path = 2 };
+
 class advconfig_string : public advconfig_entry {
  public:
-  advconfig_string(const advconfig_place& place, std::string_view initial)
-      : advconfig_entry(place), initial_(initial), value_(place.id, initial) {}
+  advconfig_string(const advconfig_place& place, std::string_view initial, string_flags flags = string_flags::none)
+      : advconfig_entry(place), initial_(initial), flags_(flags), value_(place.id, initial) {}
+
+  string_flags flags() const noexcept { return flags_; }
 
   std::string get() const { return value_.get(); }
   void set(std::string_view value) { value_.set(value); }
@@ -120,8 +128,13 @@ class advconfig_string : public advconfig_entry {
 
  private:
   std::string_view initial_;
+  string_flags flags_;
   cfg_string value_;
 };
+
+/// Leaves one choice set in each group of radios: after a configuration was read that was damaged or edited, the first
+/// that is set stays; where none is, the default comes back.
+void settle_radio_groups();
 
 /// A registered setting: `static advconfig_factory<advconfig_integer> rate{{"key", "Label", id, parent}, 44100, ...};`
 template <class Entry>

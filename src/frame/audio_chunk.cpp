@@ -221,6 +221,7 @@ void audio_chunk::set_data_floatingpoint_ex(const void* data, std::size_t bytes,
 }
 
 std::size_t audio_chunk::skip_first(std::size_t samples) {
+  if (samples == 0) return 0;
   const auto count = get_sample_count();
   if (samples >= count) {
     set_sample_count(0);

@@ -11,7 +11,7 @@ namespace {
 constinit cfg_var* list = nullptr;
 
 /// Settings are short; a longer payload belongs to a file that is no configuration.
-constexpr std::uint32_t max_payload = 1 << 20;
+constexpr std::uint32_t max_payload = cfg_string::max_length;
 
 cfg_var* find_variable(const guid& id) {
   for (auto* variable = list; variable != nullptr; variable = variable->next())
@@ -73,6 +73,7 @@ std::string cfg_string::get() const {
 }
 
 void cfg_string::set(std::string_view value) {
+  if (value.size() > max_length) throw kiv::exception_invalid_params("the text is too long for a setting");
   std::string copy(value);
   const std::scoped_lock lock(lock_);
   value_.swap(copy);

@@ -19,6 +19,8 @@ class cfg_var {
   cfg_var& operator=(const cfg_var&) = delete;
 
   const guid& id() const noexcept { return id_; }
+  /// The name by which tools show a variable that has no key of its own: "cfg_var." and the GUID.
+  std::string text_name() const { return "cfg_var." + to_string(id_); }
   cfg_var* next() const noexcept { return next_; }
 
   virtual std::string get_payload() const = 0;
@@ -72,9 +74,12 @@ class cfg_string final : public cfg_var {
  public:
   cfg_string(const guid& id, std::string_view initial) : cfg_var(id), value_(initial) {}
   std::string get() const;
+  /// Text beyond `max_length` raises `kiv::exception_invalid_params`: it would not be read back.
   void set(std::string_view value);
   std::string get_payload() const override { return get(); }
   void set_payload(std::string_view payload) override { set(payload); }
+
+  static constexpr std::size_t max_length = 1 << 20; ///< [bytes]
 
  private:
   mutable std::mutex lock_;

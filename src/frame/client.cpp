@@ -1,5 +1,6 @@
 #include "frame/client.h"
 
+#include "frame/advconfig.h"
 #include "frame/cfg_var.h"
 
 namespace zelmora {
@@ -15,6 +16,7 @@ class client_impl final : public zelmora_client {
   }
   void set_config_stream(zelmora_io::stream_reader& in, abort_callback& abort) override {
     cfg_var::read_all(in, abort);
+    settle_radio_groups();
   }
   void set_library_path(const char* path, const char* name) override { library_ = {path, name}; }
   void services_init(bool running) override { running_.store(running); }

@@ -1,14 +1,19 @@
 #include "frame/dynamic_bitrate.h"
 
+#include "frame/host_services.h"
+
 #include <cmath>
+#include <string>
 
 namespace zelmora {
 
 void dynamic_bitrate_helper::initialize() {
   if (initialized_) return;
   initialized_ = true;
-  enabled_ = refresh_rate_ > 0;
-  interval_ = enabled_ ? 1 / refresh_rate_ : 0;
+  double rate = 0;
+  for (auto& display : enumerate_services<dynamic_info_display>()) rate = display->get_refresh_rate();
+  enabled_ = rate > 0;
+  interval_ = enabled_ ? 1 / rate : 0;
 }
 
 void dynamic_bitrate_helper::clear_stretch() {
@@ -28,7 +33,8 @@ bool dynamic_bitrate_helper::on_update(file_info& info, double& delta) {
   if (!enabled_ || stretch_seconds_ <= interval_) return false;
   const auto rate =
       static_cast<std::int64_t>(std::floor(static_cast<double>(stretch_bits_) / stretch_seconds_ * 0.001 + 0.5));
-  const bool changed = info.info_get_int(info_field::bitrate_dynamic) != rate;
+  const auto* shown = info.info_get(info_field::bitrate_dynamic);
+  const bool changed = shown == nullptr || *shown != std::to_string(rate);
   if (changed) {
     delta = time_ - stretch_seconds_;
     info.info_set_int(info_field::bitrate_dynamic, rate);

@@ -5,14 +5,9 @@
 
 namespace zelmora {
 
+/// Reads the host's refresh rate at its first use; without one, or with 0, it never updates.
 class dynamic_bitrate_helper {
  public:
-  /// Refreshes a second that a host without a setting of its own shows.
-  static constexpr double default_refresh_rate = 10;
-
-  /// `refresh_rate` [1/s] is the host's; 0 disables the tracker.
-  explicit dynamic_bitrate_helper(double refresh_rate = default_refresh_rate) : refresh_rate_(refresh_rate) {}
-
   /// Takes note of a frame of `seconds` [s] that took `bits` bits.
   void on_frame(double seconds, std::size_t bits);
   /// When an interval has passed and the rate has changed: sets "bitrate_dynamic" [kbit/s] in `info`, `delta` [s] to
@@ -25,7 +20,6 @@ class dynamic_bitrate_helper {
   void initialize();
   void clear_stretch();
 
-  double refresh_rate_;
   double time_ = 0; ///< since start [s]
   double stretch_seconds_ = 0;
   std::size_t stretch_bits_ = 0;

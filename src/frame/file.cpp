@@ -122,6 +122,9 @@ class limited_file : public file {
       : source_(std::move(source)), start_(start), end_(end) {}
 
   std::size_t read(void* buffer, std::size_t bytes, abort_callback& abort) override {
+    // Others may have moved the source, another window on it among them.
+    if (source_->can_seek() && source_->get_position(abort) != start_ + position_)
+      source_->seek(start_ + position_, abort);
     const auto left = end_ == unknown_size ? bytes : std::min<std::uint64_t>(bytes, end_ - start_ - position_);
     const auto got = source_->read(buffer, static_cast<std::size_t>(left), abort);
     position_ += got;

@@ -59,7 +59,14 @@ std::int64_t file_info::info_get_decoded_bps() const {
   return decoded != 0 ? decoded : info_get_int(info_field::bitspersample);
 }
 
+unsigned file_info::info_get_usable_bps() const {
+  constexpr std::int64_t widest = 256;
+  const auto bits = info_get_decoded_bps();
+  return bits >= 1 && bits <= widest ? static_cast<unsigned>(bits) : 0;
+}
+
 void file_info::copy_meta(const file_info& other) {
+  if (&other == this) return;
   meta_remove_all();
   for (std::size_t i = 0; i < other.meta_get_count(); ++i)
     for (std::size_t n = 0; n < other.meta_enum_value_count(i); ++n)
@@ -67,6 +74,7 @@ void file_info::copy_meta(const file_info& other) {
 }
 
 void file_info::copy(const file_info& other) {
+  if (&other == this) return;
   set_length(other.get_length());
   set_replaygain(other.get_replaygain());
   copy_meta(other);
@@ -91,9 +99,7 @@ namespace {
 /// Up to this many fields, comparing each name costs less than hashing one.
 constexpr std::size_t linear_search_limit = 24;
 
-bool same_name(std::string_view a, std::string_view b) {
-  return ascii_equal(a, b) || (a.size() + b.size() > 0 && stricmp_utf8(a, b) == 0);
-}
+bool same_name(std::string_view a, std::string_view b) { return ascii_equal(a, b) || stricmp_utf8(a, b) == 0; }
 
 } // namespace
 

@@ -99,6 +99,8 @@ class file_info {
   wfx info_get_wfx() const;
   /// Width of decoded samples [bits]: "decoded_bitspersample" unless that is missing or 0, else "bitspersample", or 0.
   std::int64_t info_get_decoded_bps() const;
+  /// As `info_get_decoded_bps` for those who compute with it: 1 to 256, or 0.
+  unsigned info_get_usable_bps() const;
 
   void copy_meta(const file_info& other);
   void copy(const file_info& other);

@@ -67,15 +67,24 @@ class filesystem_v2 : public filesystem {
   virtual void open_temporary(file_ptr& out, std::string_view path, abort_callback& abort) = 0;
   /// Removes a leftover of that name; one that a process has open for writing stays.
   virtual void remove_temporary(std::string_view path, abort_callback& abort) = 0;
-  /// Gives `temporary` the permissions, ownership, extended attributes and times of `target` where there is one, and
-  /// puts it in `target`'s place in one step. With `durability::on_disk` its content and attributes reach the disk
-  /// before that step and the directory entry after it. Whatever fails, `target` is whole, old or new. With `expected`,
-  /// a target whose size or time is another by now raises `exception_io_sharing_violation`: somebody else has written
-  /// to it.
+  /// Removes a temporary that is still open, if its name still leads to it.
+  virtual void discard_temporary(file& temporary, std::string_view path, abort_callback& abort) = 0;
+
+  /// An open temporary, with nothing held back in it, and what it is to replace.
+  struct replacement {
+    file& temporary;
+    std::string_view temporary_path;
+    std::string_view target;
+    file* source; ///< the target, open for writing; null when nobody has it open, or when there is none
+    durability wanted;
+  };
+  /// Gives the temporary the permissions, ownership, extended attributes and times of the target where there is one,
+  /// and puts it in the target's place in one step. With `durability::on_disk` its content and attributes reach the
+  /// disk before that step and the directory entry after it. Whatever fails, the target is whole, old or new.
   ///
-  /// The caller keeps `temporary` open, with nothing held back in it, until this returns: its lock keeps others away.
-  virtual void replace(std::string_view temporary, std::string_view target, const t_filestats* expected,
-                       durability wanted, abort_callback& abort) = 0;
+  /// It is the open handles that are worked on: what somebody else has put under either name in the meantime raises
+  /// `exception_io_sharing_violation`. Both stay open, and so locked, until this returns.
+  virtual void replace(const replacement& what, abort_callback& abort) = 0;
 };
 
 } // namespace zelmora::zelmora_io

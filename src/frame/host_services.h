@@ -21,6 +21,17 @@ class console : public service_base {
   virtual void print(std::string_view line) = 0;
 };
 
+/// How often the host shows what changes while a track plays.
+class dynamic_info_display : public service_base {
+ public:
+  using interface_type = dynamic_info_display;
+  using interface_parent = service_base;
+  static constexpr guid class_guid = "5B6E6F2A-4A0D-4F3C-8D35-4B1F2E0A7D44"_guid;
+
+  /// [1/s]; 0 when it shows no such thing.
+  virtual double get_refresh_rate() = 0;
+};
+
 enum class popup_icon { information, error, query };
 
 /// A message that the user should see.

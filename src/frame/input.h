@@ -151,4 +151,14 @@ class input_entry : public service_base {
                                                                 event_logger_ptr logger, abort_callback& abort);
 };
 
+class input_entry_v2 : public input_entry {
+ public:
+  using interface_type = input_entry_v2;
+  using interface_parent = input_entry;
+  static constexpr guid class_guid = "2E9B4B6A-9B1B-4E5C-8E0A-61D6B0C97E67"_guid;
+
+  /// Whether some files of the format take tags; a file that doesn't says so when it is opened for writing.
+  virtual bool can_write_tags() = 0;
+};
+
 } // namespace zelmora

@@ -9,6 +9,17 @@ void input_helper::close() {
   path_.clear();
 }
 
+/// A decoder that has failed is good for nothing more: the next `open` makes a new one.
+template <class Call>
+auto input_helper::guarded(Call&& call) {
+  try {
+    return call(decoder());
+  } catch (...) {
+    close();
+    throw;
+  }
+}
+
 void input_helper::open(std::string_view path, std::uint32_t subsong, std::uint32_t flags, abort_callback& abort,
                         const std::optional<decoder_options>& options) {
   abort.check();
@@ -21,7 +32,7 @@ void input_helper::open(std::string_view path, std::uint32_t subsong, std::uint3
     if (auto revised = service_cast<input_decoder_v3>(decoder_.get()); revised && options)
       revised->extended_param(options->type, options->data, options->size);
   }
-  traced::initialize(*decoder_, subsong, flags, abort);
+  guarded([&](input_decoder& decoder) { traced::initialize(decoder, subsong, flags, abort); });
 }
 
 input_decoder& input_helper::decoder() {
@@ -29,8 +40,12 @@ input_decoder& input_helper::decoder() {
   return *decoder_;
 }
 
-bool input_helper::run(audio_chunk& chunk, abort_callback& abort) { return traced::run(decoder(), chunk, abort); }
-void input_helper::seek(double seconds, abort_callback& abort) { traced::seek(decoder(), seconds, abort); }
+bool input_helper::run(audio_chunk& chunk, abort_callback& abort) {
+  return guarded([&](input_decoder& decoder) { return traced::run(decoder, chunk, abort); });
+}
+void input_helper::seek(double seconds, abort_callback& abort) {
+  guarded([&](input_decoder& decoder) { traced::seek(decoder, seconds, abort); });
+}
 bool input_helper::can_seek() { return decoder().can_seek(); }
 void input_helper::get_info(std::uint32_t subsong, file_info& info, abort_callback& abort) {
   traced::get_info(decoder(), subsong, info, abort);

@@ -38,6 +38,9 @@ class input_helper {
   input_decoder& decoder();
 
  private:
+  template <class Call>
+  auto guarded(Call&& call);
+
   service_ptr_t<input_decoder> decoder_;
   std::string path_;
   event_logger_ptr logger_;

@@ -53,6 +53,7 @@ class input_stubs {
   static guid g_get_preferences_guid() { return {}; }
   static std::uint32_t g_get_flags() { return 0; }
   static bool g_is_low_merit() { return false; }
+  static bool g_can_write_tags() { return false; }
 
  protected:
   /// While opening: a defect that does not stop playback.
@@ -188,7 +189,7 @@ class decoder_wrapper : public input_wrapper<Format, input_decoder_v3> {
 
 /// The entry of a format class.
 template <class Format>
-class input_entry_impl : public input_entry {
+class input_entry_impl : public input_entry_v2 {
  public:
   bool is_our_content_type(std::string_view type) override {
     return Format::g_is_our_content_type(content_type_essence(type));
@@ -201,6 +202,7 @@ class input_entry_impl : public input_entry {
   std::string_view get_name() override { return Format::g_get_name(); }
   guid get_preferences_guid() override { return Format::g_get_preferences_guid(); }
   bool is_low_merit() override { return Format::g_is_low_merit(); }
+  bool can_write_tags() override { return Format::g_can_write_tags(); }
   bool is_our_file_header(std::span<const std::byte> head) override { return Format::g_is_our_file_header(head); }
 
   void open(const guid& class_id, service_ptr_t<service_base>& out, file_ptr filehint, std::string_view path,
@@ -233,6 +235,6 @@ class input_entry_impl : public input_entry {
 
 /// Registers a format: `static input_factory_t<input_wav> factory;` as the last line of its source.
 template <class Format>
-using input_factory_t = service_factory_single_t<input_entry_impl<Format>>;
+using input_factory_t = service_factory_single_t<input_entry_impl<Format>, input_entry>;
 
 } // namespace zelmora

@@ -24,18 +24,12 @@ struct candidate {
   std::exception_ptr refusal;
 };
 
-open_mode mode_for(const guid& class_id) {
-  return class_id == input_info_writer::class_guid ? open_mode::write_existing : open_mode::read;
-}
-
 /// The candidates in the order of trying: ordinary merit before low, then the host's order.
-std::vector<candidate> list_candidates(std::string_view path, std::string_view content_type) {
+std::vector<candidate> list_candidates(std::string_view path) {
   const auto extension = path_extension(path);
   std::vector<candidate> result;
   for (auto& entry : enumerate_services<input_entry>()) {
-    unsigned claim = claim_none;
-    if (!content_type.empty() && entry->is_our_content_type(content_type)) claim |= claim_content_type;
-    if (entry->is_our_path(path, extension)) claim |= claim_path;
+    const unsigned claim = entry->is_our_path(path, extension) ? claim_path : claim_none;
     result.push_back({std::move(entry), claim, nullptr});
   }
   std::stable_partition(result.begin(), result.end(), [](const candidate& c) { return !c.entry->is_low_merit(); });
@@ -47,23 +41,32 @@ class input_search {
  public:
   input_search(const guid& class_id, file_ptr filehint, std::string_view path, event_logger_ptr logger,
                abort_callback& abort)
-      : class_id_(class_id), file_(std::move(filehint)), path_(path), logger_(std::move(logger)), abort_(abort) {}
+      : class_id_(class_id), file_(std::move(filehint)), is_given_(file_), path_(path), logger_(std::move(logger)),
+        abort_(abort) {}
 
   opened_input run() {
-    std::string content_type;
-    if (file_ && file_->get_content_type(content_type)) content_type = content_type_essence(content_type);
-    candidates_ = list_candidates(path_, content_type);
+    candidates_ = list_candidates(path_);
+    if (file_) mark_by_content_type();
     opened_input result;
-    for (auto& c : candidates_)
-      if (c.claim != claim_none && try_entry(c, result)) return result;
+    if (try_claims(claim_path | claim_content_type, result)) return result;
     if (!open_object()) raise_refusal();
+    if (try_claims(claim_content_type, result)) return result;
+    if (!file_->can_seek()) raise_refusal();
     mark_by_header();
-    for (auto& c : candidates_)
-      if (c.claim == claim_header && try_entry(c, result)) return result;
+    // What was opened for a look is no hint: an entry that writes opens the path itself, and so owns it.
+    if (!is_given_ && class_id_ == input_info_writer::class_guid) file_.release();
+    if (try_claims(claim_header, result)) return result;
     raise_refusal();
   }
 
  private:
+  /// Tries, once each, the entries that have one of `claims`.
+  bool try_claims(unsigned claims, opened_input& out) {
+    for (auto& c : candidates_)
+      if ((c.claim & claims) != 0 && !c.refusal && try_entry(c, out)) return true;
+    return false;
+  }
+
   bool try_entry(candidate& c, opened_input& out) {
     try {
       c.entry->open(class_id_, out.instance, file_, path_, logger_, abort_);
@@ -71,24 +74,36 @@ class input_search {
       return true;
     } catch (const exception_io_data&) {
       c.refusal = std::current_exception();
+    } catch (const kiv::exception_overflow&) {
+      // Sizes that no file can have.
+      c.refusal = std::make_exception_ptr(exception_io_data());
     } catch (const exception_io_object_not_seekable&) {
       // A stream that an earlier entry has read from can't start again for this one.
       if (!file_ || file_->can_seek()) throw;
+      c.refusal = std::make_exception_ptr(exception_io_unsupported_format());
     }
     return false;
   }
 
   /// False for what has no bytes to look at, such as a generator's path.
   bool open_object() {
-    if (!file_) {
-      try {
-        filesystem::g_open(file_, path_, mode_for(class_id_), abort_);
-      } catch (const exception_io_no_handler_for_path&) {
-        if (std::ranges::all_of(candidates_, [](const candidate& c) { return c.claim == claim_none; })) throw;
-        return false;
-      }
+    if (file_) return true;
+    try {
+      filesystem::g_open(file_, path_, open_mode::read, abort_);
+    } catch (const exception_io_no_handler_for_path&) {
+      if (std::ranges::all_of(candidates_, [](const candidate& c) { return c.claim == claim_none; })) throw;
+      return false;
     }
-    return file_->can_seek();
+    mark_by_content_type();
+    return true;
+  }
+
+  void mark_by_content_type() {
+    std::string type;
+    if (!file_->get_content_type(type)) return;
+    const auto essence = content_type_essence(type);
+    for (auto& c : candidates_)
+      if (c.entry->is_our_content_type(essence)) c.claim |= claim_content_type;
   }
 
   void mark_by_header() {
@@ -109,6 +124,7 @@ class input_search {
 
   guid class_id_;
   file_ptr file_;
+  bool is_given_; ///< the caller's own hint
   std::string_view path_;
   event_logger_ptr logger_;
   abort_callback& abort_;

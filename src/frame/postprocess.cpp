@@ -34,11 +34,12 @@ bool postprocess_queue::run(const run_function& source, audio_chunk& chunk, abor
       continue;
     }
     if (end_of_stream_) return false;
-    queue_.emplace_back();
-    if (!source(queue_.back(), abort)) {
+    // Into the queue only once it is whole: a failure in between leaves nothing half-filled behind.
+    audio_chunk_list fresh(1);
+    if (source(fresh.back(), abort))
+      queue_.splice(queue_.end(), fresh);
+    else
       end_of_stream_ = true;
-      queue_.pop_back();
-    }
     std::uint32_t flags = 0;
     if (end_of_stream_) flags |= postprocess_flag_end_of_stream;
     for (auto& processor : processors_)

@@ -63,8 +63,7 @@ file_rewriter::~file_rewriter() {
   if (placed_) return;
   try {
     abort_callback_dummy no_abort;
-    // The open handle keeps the lock until the name is gone, so that nobody else's temporary is removed here.
-    filesystem_->remove(temporary_, no_abort);
+    filesystem_->discard_temporary(*output_, temporary_, no_abort);
   } catch (const std::exception&) {
     // What is left is overwritten by the next rewrite of this path.
   }
@@ -72,18 +71,17 @@ file_rewriter::~file_rewriter() {
 
 /// The temporary stays open, and so locked, until it is in place: between its last byte and the rename no other process
 /// may take it for a leftover.
-void file_rewriter::place(const t_filestats* expected, durability wanted, abort_callback& abort) {
+void file_rewriter::place(file* source, durability wanted, abort_callback& abort) {
   abort.check();
-  filesystem_->replace(temporary_, target_, expected, wanted, abort);
+  filesystem_->replace({*output_, temporary_, target_, source, wanted}, abort);
   placed_ = true;
   output_.release();
 }
 
 void file_rewriter::commit(file_ptr& source, abort_callback& abort) {
   flush_to_disk(*output_, abort);
-  const auto expected = source->get_stats(abort);
+  place(source.get(), durability::on_disk, abort);
   source.release();
-  place(&expected, durability::on_disk, abort);
   retry_while_in_use(lock_patience, abort,
                      [&] { input_open_file_helper(source, path_, input_open_info_write, abort); });
 }
@@ -99,15 +97,17 @@ void splice(file& target, std::uint64_t begin, std::uint64_t end, std::span<cons
   target.ensure_seekable();
   const auto old_size = target.get_size_ex(abort);
   if (begin > end || end > old_size) throw exception_io_seek_out_of_range();
-  const auto tail = old_size - end;
-  const auto new_size = checked_add<std::uint64_t>(begin, checked_add<std::uint64_t>(content.size(), tail));
+  const bool moves = content.size() != end - begin;
+  const auto tail = moves ? old_size - end : 0;
+  const auto new_size = checked_add<std::uint64_t>(begin, checked_add<std::uint64_t>(content.size(), old_size - end));
 
-  // The store holds all old bytes from `begin` on: what is cut out, for the way back, and the tail.
+  // The store holds the old bytes that are written over: what is cut out, for the way back, and the tail if it moves.
   file_ptr store;
-  const bool small = old_size <= tail_in_memory_limit;
+  const auto stored = end - begin + tail;
+  const bool small = (moves ? old_size : stored) <= tail_in_memory_limit;
   filesystem::g_open(store, small ? "tempmem://" : "tempfile://", open_mode::write_new, abort);
   target.seek(begin, abort);
-  file::transfer(target, *store, old_size - begin, abort);
+  file::transfer(target, *store, stored, abort);
   store->seek(end - begin, abort);
 
   try {
@@ -122,8 +122,8 @@ void splice(file& target, std::uint64_t begin, std::uint64_t end, std::span<cons
     abort_callback_dummy no_abort;
     store->seek(0, no_abort);
     target.seek(begin, no_abort);
-    file::transfer(*store, target, old_size - begin, no_abort);
-    target.resize(old_size, no_abort);
+    file::transfer(*store, target, stored, no_abort);
+    if (moves) target.resize(old_size, no_abort);
     flush_to_disk(target, no_abort);
     throw;
   }

@@ -45,7 +45,8 @@ class file_rewriter {
 
   zelmora_io::file& output() { return *output_; }
 
-  /// Flushes, releases `source`, replaces it, and opens the path anew into `source` for writing.
+  /// Flushes, replaces `source`, and opens the path anew into `source` for writing. When the replacement fails,
+  /// `source` is what it was.
   void commit(file_ptr& source, abort_callback& abort);
 
   using durability = zelmora_io::durability;
@@ -53,7 +54,7 @@ class file_rewriter {
   void commit_new(durability wanted, abort_callback& abort);
 
  private:
-  void place(const t_filestats* expected, durability wanted, abort_callback& abort);
+  void place(zelmora_io::file* source, durability wanted, abort_callback& abort);
 
   service_ptr_t<zelmora_io::filesystem_v2> filesystem_;
   std::string path_;
@@ -66,9 +67,10 @@ class file_rewriter {
 /// Objects up to this size are kept in memory while their tail moves [bytes].
 inline constexpr std::uint64_t tail_in_memory_limit = 16'777'216;
 
-/// Replaces the bytes [begin, end) of `target` by `content`, moving what follows through "tempmem://" (up to
-/// `tail_in_memory_limit`) or "tempfile://". A failure or an abort restores the old bytes before it is passed on; only
-/// a kill, or a second failure, can leave the object between the two.
+/// Replaces the bytes [begin, end) of `target` by `content`. Content of the same size is written over the old, and
+/// nothing else is touched; otherwise what follows moves through "tempmem://" (up to `tail_in_memory_limit`) or
+/// "tempfile://". A failure or an abort restores the old bytes before it is passed on; only a kill, or a second
+/// failure, can leave the object between the two.
 void splice(zelmora_io::file& target, std::uint64_t begin, std::uint64_t end, std::span<const std::byte> content,
             abort_callback& abort);
 

@@ -1,31 +1,41 @@
-// The configuration blob on the disk.
+// Where the settings are kept: one blob of records for the plug-in, replaced in one step.
 #pragma once
 
 #include "frame/client.h"
 
-#include <cstddef>
+#include <exception>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace zelmora::host {
 
-/// Keeps one module's blob in a file. A file that can't be read or isn't a blob counts as absent, with a line on the
-/// console; before it is written over, it is put aside under its name and ".damaged".
+/// Payloads by the text of their GUID: what a blob holds.
+using config_records = std::map<guid, std::string>;
+
 class config_store {
  public:
   config_store(const std::string& directory, zelmora_client& client);
 
+  /// Hands the stored blob to the client. A damaged one counts as absent, one that can't be read leaves the settings as
+  /// shipped; both with a line on the console.
   void load(abort_callback& abort);
-  /// Replaces the file in one step; nothing is written when nothing has changed.
+  /// Writes what has changed since `load` into the blob as it stands now: what other processes have set meanwhile
+  /// stays, and so do records that this build does not know. A damaged blob is kept as ".damaged"; one that could not
+  /// be read is never written over: the failure is raised here.
   void save(abort_callback& abort);
+
   const std::string& path() const noexcept { return path_; }
 
  private:
+  config_records current(abort_callback& abort);
+  void put_damaged_aside(abort_callback& abort);
+
   std::string directory_;
   std::string path_;
   zelmora_client& client_;
-  std::vector<std::byte> stored_; ///< what the file holds, as far as this process knows
-  bool damaged_ = false;
+  config_records loaded_; ///< the client's values when they were last in step with the blob
+  std::exception_ptr unreadable_;
 };
 
 } // namespace zelmora::host

@@ -1,6 +1,7 @@
 #include "host/console_log.h"
 
 #include "frame/host_services.h"
+#include "frame/text.h"
 #include "host/terminal.h"
 
 #include <cstdlib>
@@ -40,7 +41,7 @@ class console_impl : public console {
  public:
   void print(std::string_view line) override {
     lines().add(line);
-    if (std::getenv("ZELMORA_CONSOLE") != nullptr) terminal::get().print_error_line(line);
+    if (std::getenv("ZELMORA_CONSOLE") != nullptr) terminal::get().print_error_line(escape_for_display(line));
   }
 };
 

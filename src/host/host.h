@@ -49,7 +49,8 @@ std::string user_config_directory();
 /// The setting of that key (compared without case), or null.
 service_ptr_t<advconfig_entry> find_setting(std::string_view key);
 
-/// A line of the settings tree, in display order: branches before what they hold, siblings by priority, then by label.
+/// A line of the settings tree, in display order: branches before what they hold, siblings by priority, then as
+/// registered.
 struct setting_row {
   service_ptr_t<advconfig_entry> entry;
   unsigned depth = 0; ///< 0 for the roots

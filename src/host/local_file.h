@@ -40,6 +40,8 @@ class local_file : public zelmora_io::file_v2 {
   void reopen(abort_callback&) override { position_ = 0; }
   bool is_remote() override { return false; }
   void flush_to_disk(abort_callback& abort) override;
+  /// The system's handle, owned by this object.
+  int descriptor() const noexcept { return fd_.get(); }
   void flush_to_system(abort_callback& abort) override;
 
  private:

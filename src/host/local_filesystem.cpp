@@ -128,10 +128,12 @@ class local_filesystem : public filesystem_v2 {
     remove_unlocked(system_path(path));
   }
 
-  void replace(std::string_view temporary, std::string_view target, const t_filestats* expected, durability wanted,
-               abort_callback& abort) override {
-    replace_local_file(system_path(temporary), system_path(target), expected, wanted, abort);
+  void discard_temporary(file& temporary, std::string_view path, abort_callback& abort) override {
+    const auto* local = dynamic_cast<const local_file*>(&temporary);
+    if (local != nullptr && still_names(system_path(path), read_status(local->descriptor()))) remove(path, abort);
   }
+
+  void replace(const replacement& what, abort_callback& abort) override { replace_local_file(what, abort); }
 };
 
 service_factory_single_t<local_filesystem, filesystem> factory;

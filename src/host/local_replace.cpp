@@ -25,7 +25,7 @@ constexpr mode_t set_id_bits = S_ISUID | S_ISGID;
 
 unique_fd open_existing(const std::string& path, int flags) {
   for (;;) {
-    const int descriptor = ::open(path.c_str(), flags | O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK);
     if (descriptor >= 0 || errno != EINTR) return unique_fd(descriptor);
   }
 }
@@ -41,7 +41,7 @@ void flush(int descriptor) {
 /// The file mode creation mask. The process's own can only be read by setting it, which other threads would see.
 mode_t creation_mask() {
   constexpr mode_t usual_mask = 022;
-  const auto fd = open_existing("/proc/self/status", 0);
+  const auto fd = open_existing("/proc/self/status", O_RDONLY);
   if (!fd) return usual_mask;
   std::array<char, 512> text;
   const auto got = ::read(fd.get(), text.data(), text.size());
@@ -146,60 +146,82 @@ void copy_times(int descriptor, const struct stat& old) {
   if (::futimens(descriptor, times.data()) != 0 && !is_refusal(errno)) raise_errno(errno);
 }
 
-/// The target, locked so that no other writer is inside while it goes.
+/// The target as it stands, open where it has to be.
 struct held_target {
-  unique_fd fd;
+  unique_fd own;       ///< when nobody had it open
+  int descriptor = -1; ///< -1 when there is no target
   struct stat status {};
 };
 
-/// Nothing in it when there is no target.
-held_target hold_target(const std::string& path, const t_filestats* expected) {
+[[noreturn]] void raise_in_use() { throw exception_io_sharing_violation(); }
+
+/// A target that nobody, or no file of ours, has open. It is opened for writing: a rename needs no permission of the
+/// file that it removes, but a file that may not be written to stays; and network file systems lock no others.
+held_target hold_target(const std::string& path) {
   held_target result;
-  result.fd = open_existing(path, O_NOFOLLOW);
-  if (!result.fd) {
+  result.own = open_existing(path, O_RDWR | O_NOFOLLOW);
+  if (!result.own) {
     if (errno != ENOENT) raise_open_errno(errno);
-    if (expected != nullptr) raise_errno(ENOENT);
     return result;
   }
-  result.status = read_status(result.fd.get());
-  if (S_ISDIR(result.status.st_mode)) raise_errno(EISDIR);
+  result.descriptor = result.own.get();
+  result.status = read_status(result.descriptor);
   if (!S_ISREG(result.status.st_mode)) throw exception_io("Not a regular file");
-  if (!try_lock(result.fd.get())) throw exception_io_sharing_violation();
-  result.status = read_status(result.fd.get());
-  const t_filestats now{static_cast<std::uint64_t>(result.status.st_size), timestamp_of(result.status)};
-  if (expected != nullptr && now != *expected) throw exception_io_sharing_violation();
-  // A rename needs no permission of the file that it removes; a file that may not be written to stays all the same.
-  if (::faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) raise_errno(errno);
   return result;
+}
+
+held_target find_target(const filesystem_v2::replacement& what, const std::string& path, abort_callback& abort) {
+  held_target result;
+  if (what.source == nullptr) {
+    result = hold_target(path);
+    if (result.descriptor >= 0 && !try_lock(result.descriptor)) raise_in_use();
+    return result;
+  }
+  if (const auto* local = dynamic_cast<const local_file*>(what.source)) {
+    result.descriptor = local->descriptor();
+    result.status = read_status(result.descriptor);
+    if (!still_names(path, result.status)) raise_in_use();
+  } else {
+    result = hold_target(path); // a view of the file, which has the lock
+  }
+  // Not every program takes locks: one that has written to the file since it was opened would lose its work.
+  const t_filestats now{static_cast<std::uint64_t>(result.status.st_size), timestamp_of(result.status)};
+  if (result.descriptor < 0 || now != what.source->get_stats(abort)) raise_in_use();
+  return result;
+}
+
+void take_over(const held_target& target, int descriptor) {
+  if (target.descriptor < 0) return set_mode(descriptor, 0666 & ~creation_mask());
+  const auto mode = copy_ownership(descriptor, target.status);
+  copy_attributes(target.descriptor, descriptor);
+  set_mode(descriptor, mode);
+  copy_times(descriptor, target.status);
 }
 
 } // namespace
 
-void replace_local_file(const std::string& temporary, const std::string& target, const t_filestats* expected,
-                        durability wanted, abort_callback& abort) {
+void replace_local_file(const filesystem_v2::replacement& what, abort_callback& abort) {
   abort.check();
-  const auto fd = open_existing(temporary, O_NOFOLLOW);
-  if (!fd) raise_open_errno(errno);
-  const auto held = hold_target(target, expected);
-  if (held.fd) {
-    const auto mode = copy_ownership(fd.get(), held.status);
-    copy_attributes(held.fd.get(), fd.get());
-    set_mode(fd.get(), mode);
-    copy_times(fd.get(), held.status);
-  } else {
-    set_mode(fd.get(), 0666 & ~creation_mask());
-  }
+  const auto* temporary = dynamic_cast<const local_file*>(&what.temporary);
+  if (temporary == nullptr) uBugCheck("a temporary of another file system");
+  const auto from = system_path(what.temporary_path);
+  const auto to = system_path(what.target);
+  const auto target = find_target(what, to, abort);
+  take_over(target, temporary->descriptor());
   abort.check();
-  if (wanted == durability::on_disk) flush(fd.get());
-  abort.check();
+  const bool durable = what.wanted == durability::on_disk;
+  if (durable) flush(temporary->descriptor());
   // Opened before the rename: what can still fail should fail while the old file stands.
   unique_fd directory;
-  if (wanted == durability::on_disk) {
-    directory = open_existing(parent_directory(target), O_DIRECTORY);
+  if (durable) {
+    directory = open_existing(parent_directory(to), O_RDONLY | O_DIRECTORY);
     // A directory may be writable and searchable, but not readable.
     if (!directory && errno != EACCES) raise_errno(errno);
   }
-  if (::rename(temporary.c_str(), target.c_str()) != 0) raise_errno(errno);
+  abort.check();
+  // In a directory that others can write to, the name may lead to something of theirs by now.
+  if (!still_names(from, read_status(temporary->descriptor()))) raise_in_use();
+  if (::rename(from.c_str(), to.c_str()) != 0) raise_errno(errno);
   if (directory) flush(directory.get());
 }
 

@@ -7,8 +7,7 @@
 
 namespace zelmora::host {
 
-/// What `filesystem_v2::replace` promises, over system paths.
-void replace_local_file(const std::string& temporary, const std::string& target, const t_filestats* expected,
-                        zelmora_io::durability wanted, abort_callback& abort);
+/// What `filesystem_v2::replace` promises, for files of `local_filesystem`.
+void replace_local_file(const zelmora_io::filesystem_v2::replacement& what, abort_callback& abort);
 
 } // namespace zelmora::host

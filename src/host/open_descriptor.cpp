@@ -4,6 +4,7 @@
 #include "host/errno_map.h"
 
 #include <cerrno>
+#include <ctime>
 #include <fcntl.h>
 #include <fmt/core.h>
 #include <sys/file.h>
@@ -58,30 +59,32 @@ open_descriptor open_regular(const std::string& path, int flags, mode_t mode = 0
   return result;
 }
 
-enum class links { are_followed, stand_for_themselves };
-
-/// Whether `path` still names the open file: a rename may have come between the opening and the lock.
-bool still_names(const std::string& path, const struct stat& opened, links last) {
-  struct stat now {};
-  const int flags = last == links::are_followed ? 0 : AT_SYMLINK_NOFOLLOW;
-  if (::fstatat(AT_FDCWD, path.c_str(), &now, flags) != 0) {
-    if (errno == ENOENT) return false;
-    raise_errno(errno);
-  }
-  return now.st_dev == opened.st_dev && now.st_ino == opened.st_ino;
-}
-
 void unlink_if_there(const std::string& path) {
   if (::unlink(path.c_str()) != 0 && errno != ENOENT) raise_errno(errno);
 }
 
 enum class leftover { gone, in_use };
 
+/// A temporary that nobody has written to for this long is nobody's any more [s].
+constexpr std::time_t abandoned_after = 600;
+
+/// Another user's temporary can't be opened to see whether it is locked; its age has to tell.
+leftover clear_foreign_leftover(const std::string& path) {
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) raise_errno(errno);
+  if (::time(nullptr) - status.st_mtim.tv_sec < abandoned_after) return leftover::in_use;
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT)
+    throw exception_io_denied(fmt::format("Access denied to {}, which another user's save left behind", path));
+  return leftover::gone;
+}
+
 /// Removes what a killed process left at `path`, under its lock.
 leftover clear_leftover(const std::string& path) {
-  const auto fd = try_open(path, O_RDONLY | O_NOFOLLOW);
+  // For writing: network file systems lock no others exclusively (flock(2), NFS details).
+  const auto fd = try_open(path, O_RDWR | O_NOFOLLOW);
   if (!fd) {
     if (errno == ENOENT) return leftover::gone;
+    if (errno == EACCES) return clear_foreign_leftover(path);
     // A link can't be opened without being followed, and a socket not at all.
     if (errno != ELOOP && errno != ENXIO) raise_open_errno(errno);
     unlink_if_there(path);
@@ -104,6 +107,16 @@ struct stat read_status(int descriptor) {
   struct stat status {};
   if (::fstat(descriptor, &status) != 0) raise_errno(errno);
   return status;
+}
+
+bool still_names(const std::string& path, const struct stat& opened, links last) {
+  struct stat now {};
+  const int flags = last == links::are_followed ? 0 : AT_SYMLINK_NOFOLLOW;
+  if (::fstatat(AT_FDCWD, path.c_str(), &now, flags) != 0) {
+    if (errno == ENOENT) return false;
+    raise_errno(errno);
+  }
+  return now.st_dev == opened.st_dev && now.st_ino == opened.st_ino;
 }
 
 bool try_lock(int descriptor) {

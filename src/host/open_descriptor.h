@@ -54,6 +54,11 @@ open_descriptor create_temporary(const std::string& path);
 /// Removes a temporary that no process has locked; one in use stays.
 void remove_unlocked(const std::string& path);
 
+enum class links { are_followed, stand_for_themselves };
+
+/// Whether `path` still names the file of which fstat(2) said `opened`: a rename may have come in between.
+bool still_names(const std::string& path, const struct stat& opened, links last = links::stand_for_themselves);
+
 /// Takes the writers' lock; false when somebody else has it. File systems without locks grant it.
 bool try_lock(int descriptor);
 

@@ -17,10 +17,10 @@ namespace {
 
 constexpr std::string_view plugin_name = "zel_input_std.so";
 
-/// Where the plug-in lies as seen from the program's directory: beside it; in the build tree, for programs and for
-/// tests; in an installation, with and without a directory of the processor architecture.
-constexpr std::array<std::string_view, 6> plugin_directories{
-    "", "../", "../src/", "../../src/", "../lib/zelmora/", "../lib/" ZELMORA_LIBRARY_ARCHITECTURE "/zelmora/"};
+/// Where the plug-in lies as seen from the program's directory: beside it, as in the build tree; in an installation,
+/// with and without a directory of the processor architecture.
+constexpr std::array<std::string_view, 3> plugin_directories{"", "../lib/zelmora/",
+                                                             "../lib/" ZELMORA_LIBRARY_ARCHITECTURE "/zelmora/"};
 
 [[noreturn]] void raise_loader_error(const std::string& path) {
   const char* const text = ::dlerror();
@@ -46,9 +46,11 @@ loaded_plugin::loaded_plugin(const std::string& path, zelmora_services& services
   if (symbol == nullptr) raise_loader_error(path_);
   entry_ = reinterpret_cast<get_interface_function*>(symbol);
   client_ = entry_(&services);
-  if (const auto version = client_->get_version(); version != interface_revision)
+  if (const auto version = client_->get_version(); version != interface_revision) {
+    entry_(nullptr);
     throw exception_win32(
         fmt::format("{}: made for interface revision {}, this host has {}", path_, version, interface_revision));
+  }
   client_->set_library_path(path_.c_str(), std::string(path_file_name(path_)).c_str());
 }
 

@@ -15,12 +15,12 @@ class popup_message_impl : public popup_message {
   void show(std::string_view message, std::string_view title, popup_icon icon) override {
     auto& screen = terminal::get();
     // The title stands before the first line, and the kind of message where it is not plain from the text.
-    std::string line(title);
+    auto line = escape_for_display(title);
     if (icon == popup_icon::error) line += line.empty() ? "error" : " error";
     if (!line.empty()) line += ": ";
     for (;;) {
       const auto end = message.find('\n');
-      screen.print_error_line(line.append(message.substr(0, end)));
+      screen.print_error_line(line.append(escape_for_display(message.substr(0, end))));
       if (end == std::string_view::npos) return;
       message.remove_prefix(end + 1);
       line = "  ";

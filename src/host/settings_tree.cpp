@@ -18,12 +18,8 @@ service_factory_single_t<advconfig_branch> tagging(advconfig_place{"", "Tagging"
 class tree_walk {
  public:
   tree_walk() : entries_(enumerate_services<advconfig_entry>()) {
-    std::ranges::stable_sort(entries_, [](const auto& a, const auto& b) {
-      const auto& first = a->place();
-      const auto& second = b->place();
-      if (first.priority != second.priority) return first.priority < second.priority;
-      return stricmp_utf8(first.label, second.label) < 0;
-    });
+    // Siblings of one priority stay as they were registered.
+    std::ranges::stable_sort(entries_, {}, [](const auto& entry) { return entry->place().priority; });
   }
 
   std::vector<setting_row> run() && {

@@ -54,11 +54,12 @@ void set_format_info(file_info& info, const wave_format& format) {
 double find_length(const wav_parser& wav) {
   const auto& format = wav.format();
   if (wav.fact_samples() != 0) return audio_math::samples_to_time(wav.fact_samples(), format.rate);
-  auto size = wav.data_size();
+  const auto size = wav.data_size();
   if (size == wav_parser::unknown) return file_info::length_unknown;
   if (wav.container() == wave_container::riff && size >= riff_data_unknown) return file_info::length_unknown;
-  // Bytes behind the last whole frame don't sound: the length told is the length decoded.
-  if (get_sample_kind(format) != wave_sample_kind::none) size -= size % format.block_align;
+  // Whole frames sound, whatever the header says of bytes a second: the length told is the length decoded.
+  if (get_sample_kind(format) != wave_sample_kind::none && format.block_align == get_frame_size(format))
+    return audio_math::samples_to_time(size / format.block_align, format.rate);
   return static_cast<double>(size) / format.average_bytes;
 }
 

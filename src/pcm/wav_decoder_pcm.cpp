@@ -60,8 +60,8 @@ wav_decoder_pcm::wav_decoder_pcm(wav_stream stream)
       bits_(stream.format.bits), mask_(choose_mask(stream.format)), block_align_(stream.format.block_align) {
   if (!is_supported_width(kind_, bits_)) throw exception_io_data();
   // With larger blocks samples are padded in a way that the record doesn't tell (24 bits in four bytes, left or right;
-  // some of these are floats), and a wrong guess is full-scale noise. With smaller ones no frame fits its block.
-  if (block_align_ != std::uint64_t{channels_} * (bits_ / 8)) throw exception_io_data();
+  // some of these are floats), and a wrong guess is full-scale noise.
+  if (block_align_ != get_frame_size(stream.format)) throw exception_io_data();
   if (stream.sample_limit != 0 && stream.sample_limit < data_size_ / block_align_)
     data_size_ = stream.sample_limit * block_align_;
   data_size_ -= data_size_ % block_align_;

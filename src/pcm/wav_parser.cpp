@@ -14,8 +14,9 @@ using namespace zelmora_io;
 
 namespace {
 
-/// A file holds a handful of chunks. Behind this many, megabytes of zeros or noise are being read as chunk headers.
-constexpr unsigned max_chunks = 65536;
+/// Behind this many chunks without content in a row, zeros or noise are being read as chunk headers. A file with any
+/// number of real chunks is bounded by its size.
+constexpr unsigned max_empty_chunks = 65536;
 
 /// What RF64 writes into the 32-bit fields whose values stand in "ds64" (EBU Tech 3306).
 constexpr std::uint64_t rf64_placeholder = 0xFFFFFFFF;
@@ -29,8 +30,9 @@ void wav_parser::parse(abort_callback& abort) {
   file_size_ = file_->get_size(abort);
   read_file_header(abort);
   chunk c;
-  for (unsigned count = 0; count < max_chunks && read_chunk(c, abort); ++count) {
+  for (unsigned empty = 0; empty < max_empty_chunks && read_chunk(c, abort);) {
     abort.check();
+    empty = c.size == 0 ? empty + 1 : 0;
     handle_chunk(c, abort);
     if (!move_past(c, abort)) break;
   }
@@ -69,8 +71,8 @@ void wav_parser::set_container_size(std::uint64_t claimed) {
   const auto header = wave_header_size(container_);
   if (container_ == wave_container::wave64) {
     if (claimed < header) throw exception_io_data();
-    riff_end_ = claimed; // Wave64 counts the header too; all ones, from a writer that can't seek, is no limit.
-    if (claimed == unknown) riff_end_ = file_size_;
+    // Wave64 counts the header too. Nothing behind it, or all ones: from writers that never went back.
+    riff_end_ = claimed == header || claimed == unknown ? file_size_ : claimed;
   } else {
     const bool is_placeholder = container_ == wave_container::rf64 && claimed == rf64_placeholder;
     riff_end_ = claimed == 0 || is_placeholder ? file_size_ : claimed + header;
@@ -107,7 +109,7 @@ void wav_parser::bound_chunk(chunk& c) {
   if (is_never_closed && riff_end_ <= c.payload) riff_end_ = file_size_;
   const auto room = riff_end_ - std::min(riff_end_, c.payload);
   c.is_cut = c.size > room || is_never_closed;
-  if (!c.is_cut) return;
+  if (!c.is_cut || c.size == room) return;
   if (riff_end_ == unknown) {
     c.size = unknown;
     return;
@@ -146,12 +148,22 @@ void wav_parser::read_format(const chunk& c, abort_callback& abort) {
   position_ += payload.size();
   format_ = parse_wave_format(payload);
   has_format_ = true;
+  widen_block();
+}
+
+/// A block too small for its frame is a writer's slip: channels and width tell what a frame takes. A larger one may
+/// mean something, which is for the decoder to say.
+void wav_parser::widen_block() {
+  const auto frame = get_frame_size(format_);
+  if (get_sample_kind(format_) == wave_sample_kind::none || format_.block_align >= frame) return;
+  warn(fmt::format("Block size of {} bytes is too small for {} channels of {} bits, {} bytes assumed",
+                   format_.block_align, format_.channels, format_.bits, frame));
+  format_.block_align = checked_cast<std::uint16_t>(frame);
 }
 
 void wav_parser::note_data(const chunk& c) {
   data_offset_ = c.payload;
   data_size_ = c.size;
-  data_is_cut_ = c.is_cut;
   has_data_ = true;
 }
 
@@ -187,9 +199,10 @@ bool wav_parser::move_past(const chunk& c, abort_callback& abort) {
   return true;
 }
 
-/// The writer counted samples that a truncated file no longer holds: what is left of the data tells the length.
+/// The count is a cap: where uncompressed data holds fewer samples, as in a truncated file or behind a count that was
+/// never one, the data tells the length.
 void wav_parser::drop_stale_fact() {
-  if (!data_is_cut_ || data_size_ == unknown || get_sample_kind(format_) == wave_sample_kind::none) return;
+  if (data_size_ == unknown || get_sample_kind(format_) == wave_sample_kind::none) return;
   if (fact_samples_ > data_size_ / format_.block_align) fact_samples_ = 0;
 }
 

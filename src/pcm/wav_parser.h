@@ -50,6 +50,7 @@ class wav_parser {
   void handle_chunk(const chunk& c, abort_callback& abort);
   void read_ds64(const chunk& c, abort_callback& abort);
   void read_format(const chunk& c, abort_callback& abort);
+  void widen_block();
   void read_fact(const chunk& c, abort_callback& abort);
   void note_data(const chunk& c);
   bool move_past(const chunk& c, abort_callback& abort);
@@ -72,7 +73,6 @@ class wav_parser {
   bool has_ds64_ = false;
   bool has_format_ = false;
   bool has_data_ = false;
-  bool data_is_cut_ = false;
 };
 
 } // namespace zelmora

@@ -79,4 +79,6 @@ wave_sample_kind get_sample_kind(const wave_format& format) {
   return wave_sample_kind::none;
 }
 
+std::uint32_t get_frame_size(const wave_format& format) { return std::uint32_t{format.channels} * (format.bits / 8u); }
+
 } // namespace zelmora

@@ -2,7 +2,7 @@
 // Layout: learn.microsoft.com/windows/win32/api/mmreg, structures WAVEFORMATEX and WAVEFORMATEXTENSIBLE.
 #pragma once
 
-#include "frame/guid.h"
+#include "frame/wave_tags.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -10,20 +10,6 @@
 #include <vector>
 
 namespace zelmora {
-
-/// Format tags with a meaning here; mmreg.h registers some hundreds more.
-namespace wave_tag {
-inline constexpr std::uint16_t pcm = 0x0001;
-inline constexpr std::uint16_t ms_adpcm = 0x0002;
-inline constexpr std::uint16_t ieee_float = 0x0003;
-inline constexpr std::uint16_t ima_adpcm = 0x0011;
-inline constexpr std::uint16_t extensible = 0xFFFE;
-} // namespace wave_tag
-
-namespace wave_subformat {
-inline constexpr guid pcm = "00000001-0000-0010-8000-00AA00389B71"_guid;
-inline constexpr guid ieee_float = "00000003-0000-0010-8000-00AA00389B71"_guid;
-} // namespace wave_subformat
 
 namespace wave_limits {
 inline constexpr std::size_t pcm_size = 16;        ///< the record of old PCM writers: no extra size field
@@ -73,5 +59,8 @@ enum class wave_sample_kind { none, fixed_point, floating_point };
 /// The kind of samples that `format` stores: by tag, or by the subformat of an extensible record (none when that is too
 /// short to have one).
 wave_sample_kind get_sample_kind(const wave_format& format);
+
+/// What a frame of uncompressed samples takes at least [bytes].
+std::uint32_t get_frame_size(const wave_format& format);
 
 } // namespace zelmora

@@ -2,6 +2,8 @@
 #include "frame/bytes.h"
 #include "frame/dynamic_bitrate.h"
 #include "frame/exceptions.h"
+#include "frame/host_services.h"
+#include "support/test_services.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
@@ -233,8 +235,17 @@ TEST(AudioMath, ToIntegers) {
 
 // --- dynamic bit rate ------------------------------------------------------------------------------------------------
 
+double refresh_rate = 0;
+class test_display : public dynamic_info_display {
+ public:
+  double get_refresh_rate() override { return refresh_rate; }
+};
+service_factory_single_t<test_display> display_factory;
+
 TEST(DynamicBitrate, UpdatesOnlyOnChangeAndAfterTheInterval) {
-  dynamic_bitrate_helper helper(2); // an interval of 0.5 s
+  test::attach_own_services();
+  refresh_rate = 2; // an interval of 0.5 s
+  dynamic_bitrate_helper helper;
   file_info_impl info;
   double delta = -1;
   helper.on_frame(0.4, 40000);
@@ -256,7 +267,9 @@ TEST(DynamicBitrate, UpdatesOnlyOnChangeAndAfterTheInterval) {
 }
 
 TEST(DynamicBitrate, RateZeroNeverUpdates) {
-  dynamic_bitrate_helper helper(0);
+  test::attach_own_services();
+  refresh_rate = 0;
+  dynamic_bitrate_helper helper;
   file_info_impl info;
   double delta = 0;
   helper.on_frame(100, 1000);

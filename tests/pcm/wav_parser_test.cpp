@@ -1,4 +1,5 @@
 // The format record and the chunk loop, field by field, and the sizes that no fixture can have.
+#include "pcm/input_wav.h"
 #include "pcm/wav_parser.h"
 
 #include "frame/bytes.h"
@@ -147,6 +148,7 @@ TEST(wav_parser, reads_a_sample_count_of_either_width) {
   } const cases[]{{0, 0}, {3, 0}, {4, 0x22222222}, {7, 0x22222222}, {8, 0x1122222222}, {12, 0x1122222222}};
   for (const auto& c : cases) {
     auto content = load_fixture("wav/s16.wav");
+    store_le<std::uint16_t>(content.data() + 20, 0x55); // samples that no arithmetic counts: the number is believed
     const auto fact = chunk_of("fact", c.size, 0x1122222222);
     content.insert(content.begin() + 36, fact.begin(), fact.end());
     store_le<std::uint32_t>(content.data() + 4, 0);
@@ -271,6 +273,79 @@ TEST(wav_parser, names_what_is_no_wave_file) {
     ASSERT_EQ(parser.warnings().size(), 1u);
     EXPECT_EQ(parser.warnings()[0], "File does not begin with a recognized WAVE header");
   }
+}
+
+/// Describes and decodes a changed copy of a fixture: samples decoded, and samples told.
+struct told_and_decoded {
+  std::uint64_t told = 0;
+  std::uint64_t decoded = 0;
+  std::vector<std::string> warnings;
+};
+
+told_and_decoded play(const std::vector<std::byte>& content) {
+  abort_callback_dummy abort;
+  input_wav input;
+  input.open(service_new<memory_file>(content), "", input_open_decode, abort);
+  file_info_impl info;
+  input.get_info(info, abort);
+  told_and_decoded result;
+  result.told = audio_math::time_to_samples(info.get_length(), 44100);
+  input.decode_initialize(0, 0, abort);
+  audio_chunk_impl chunk;
+  while (input.decode_run(chunk, abort)) result.decoded += chunk.get_sample_count();
+  wav_parser parser(service_new<memory_file>(content));
+  parser.parse(abort);
+  result.warnings = parser.warnings();
+  return result;
+}
+
+TEST(wav_parser, length_told_is_the_length_decoded_whatever_the_header_says) {
+  const auto intact = play(load_fixture("wav/s16.wav"));
+  ASSERT_EQ(intact.told, intact.decoded);
+  ASSERT_GT(intact.decoded, 1000u);
+
+  auto slow = load_fixture("wav/s16.wav");
+  store_le<std::uint32_t>(slow.data() + 28, 1); // bytes a second
+  EXPECT_EQ(play(slow).told, intact.decoded);
+
+  auto boasting = load_fixture("wav/s16.wav");
+  const auto fact = chunk_of("fact", 4, 0x544C4946); // the letters of a text where a count should be
+  boasting.insert(boasting.begin() + 36, fact.begin(), fact.end());
+  store_le<std::uint32_t>(boasting.data() + 4, 0);
+  EXPECT_EQ(play(boasting).told, intact.decoded);
+  EXPECT_EQ(play(boasting).decoded, intact.decoded);
+
+  auto modest = load_fixture("wav/s16.wav");
+  const auto cap = chunk_of("fact", 4, 100);
+  modest.insert(modest.begin() + 36, cap.begin(), cap.end());
+  store_le<std::uint32_t>(modest.data() + 4, 0);
+  EXPECT_EQ(play(modest).told, 100u);
+  EXPECT_EQ(play(modest).decoded, 100u);
+
+  auto narrow = load_fixture("wav/s16.wav");
+  store_le<std::uint16_t>(narrow.data() + 32, 1); // block size
+  const auto played = play(narrow);
+  EXPECT_EQ(played.told, intact.decoded);
+  EXPECT_EQ(played.decoded, intact.decoded);
+  ASSERT_EQ(played.warnings.size(), 1u);
+  EXPECT_NE(played.warnings[0].find("Block size of 1 bytes is too small"), std::string::npos) << played.warnings[0];
+}
+
+TEST(wav_parser, any_number_of_chunks_but_no_endless_run_of_empty_ones) {
+  const auto with_chunks = [](std::size_t count, std::size_t size) {
+    auto content = load_fixture("wav/s16.wav");
+    std::vector<std::byte> many;
+    for (std::size_t i = 0; i < count; ++i) {
+      const auto one = chunk_of("note", size);
+      many.insert(many.end(), one.begin(), one.end());
+    }
+    content.insert(content.begin() + 36, many.begin(), many.end());
+    store_le<std::uint32_t>(content.data() + 4, 0);
+    return content;
+  };
+  EXPECT_GT(play(with_chunks(100000, 2)).decoded, 1000u);
+  EXPECT_GT(play(with_chunks(65535, 0)).decoded, 1000u);
+  EXPECT_THROW(play(with_chunks(65536, 0)), zelmora_io::exception_io_data);
 }
 
 } // namespace
