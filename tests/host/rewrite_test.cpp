@@ -369,7 +369,7 @@ TEST_F(Rewrite, OneWriterAtATime) {
 TEST_F(Rewrite, BrieflyLockedTemporaryIsWaitedFor) {
   const auto temporary = rewrite_temporary_path(path).substr(std::string_view("file://").size());
   write_bytes(temporary, "somebody is looking at this");
-  int holder = ::open(temporary.c_str(), O_RDONLY | O_CLOEXEC);
+  int holder = ::open(temporary.c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_EQ(::flock(holder, LOCK_EX), 0);
   EXPECT_EQ(raised([&] { file_rewriter(path, abort); }), "exception_io_sharing_violation: File is already in use");
   EXPECT_EQ(read_bytes(temporary), "somebody is looking at this");
@@ -508,6 +508,82 @@ TEST_F(Rewrite, WrittenToBehindItsBack) {
   write_bytes(path, "changed");
   EXPECT_EQ(raised([&] { rewriter.commit(source, abort); }), "exception_io_sharing_violation: File is already in use");
   EXPECT_EQ(read_bytes(path), "changed");
+}
+
+// In a directory that others can write to, the temporary's name is anybody's. What is put under it is neither placed
+// nor touched.
+TEST_F(Rewrite, NameOfTheTemporaryIsTakenByAnother) {
+  const auto victim = scratch / "victim";
+  write_bytes(victim, "private");
+  ASSERT_EQ(::chmod(victim.c_str(), 0600), 0);
+  const auto calls = count_calls();
+  std::size_t taken = 0;
+  for (std::size_t n = 0; n < calls; ++n) {
+    put_old();
+    bool swapped = false;
+    bool at_the_last = false;
+    std::string failure;
+    {
+      const syscall_watch watch({.before = [&](std::size_t number, std::string_view name) {
+        if (number == n) at_the_last = name == "rename";
+        const auto temporary = rewrite_temporary_path(path).substr(std::string_view("file://").size());
+        if (number != n || ::unlink(temporary.c_str()) != 0) return;
+        swapped = ::link(victim.c_str(), temporary.c_str()) == 0;
+      }});
+      failure = raised([&] { rewrite(new_bytes, abort); });
+    }
+    taken += swapped ? 1u : 0u;
+    // Between the last look and the rename there is no stopping them: who may do that may replace the file as well.
+    if (!at_the_last) {
+      EXPECT_TRUE(failure.empty() ? is_new() : is_old()) << n << ": " << failure;
+    }
+    EXPECT_EQ(read_bytes(victim), "private") << n;
+    EXPECT_EQ(test::status_of(victim).st_mode & 07777, mode_t{0600}) << n;
+  }
+  EXPECT_GT(taken, 0u);
+}
+
+// A host may keep the file that it gave as a hint.
+TEST_F(Rewrite, SourceMayHaveOtherOwnersAndOutlivesAFailure) {
+  file_ptr source;
+  input_open_file_helper(source, path, input_open_info_write, abort);
+  const file_ptr kept_by_the_host = source;
+  {
+    file_rewriter rewriter(path, abort);
+    rewriter.output().write(new_bytes.data(), new_bytes.size(), abort);
+    const syscall_watch watch({.refused = "rename"});
+    EXPECT_EQ(raised([&] { rewriter.commit(source, abort); }), "exception_io: Device error");
+  }
+  ASSERT_EQ(source.get(), kept_by_the_host.get());
+  std::string read(old_bytes.size(), '\0');
+  source->reopen(abort);
+  source->read_object(read.data(), read.size(), abort);
+  EXPECT_EQ(read, old_bytes);
+  EXPECT_TRUE(is_old());
+  file_rewriter rewriter(path, abort);
+  rewriter.output().write(new_bytes.data(), new_bytes.size(), abort);
+  // The host's own handle still has the lock, on what is no longer the path's file.
+  EXPECT_EQ(raised([&] { rewriter.commit(source, abort); }), "");
+  EXPECT_TRUE(is_new());
+}
+
+// File systems without locks: the one who is overtaken fails, and nothing half-written is placed.
+TEST_F(Rewrite, WithoutLocksNothingHalfWrittenIsPlaced) {
+  std::optional<file_rewriter> first;
+  const syscall_watch watch({.error = EOPNOTSUPP, .refused = "flock"});
+  first.emplace(path, abort);
+  first->output().write(new_bytes.data(), new_bytes.size(), abort);
+  file_rewriter second(path, abort); // takes the first one's temporary for a leftover
+  second.output().write("half", 4, abort);
+  flush_to_disk(second.output(), abort);
+  EXPECT_EQ(raised([&] { first->commit_new(durability::on_disk, abort); }),
+            "exception_io_sharing_violation: File is already in use");
+  EXPECT_TRUE(is_old());
+  first.reset(); // and leaves the second one's temporary alone
+  second.output().seek(0, abort);
+  second.output().write(new_bytes.data(), new_bytes.size(), abort);
+  EXPECT_NO_THROW(second.commit_new(durability::on_disk, abort));
+  EXPECT_TRUE(is_new());
 }
 
 // Bytes changed in place just before are the writer's own, and no reason to refuse.

@@ -62,7 +62,8 @@ syscall_watch::verdict syscall_watch::enter(std::string_view name, bool takes_ro
     watch = this;
   }
   if (number == plan_.kill_at) std::raise(SIGKILL);
-  if (number == plan_.fail_at || (takes_room && number >= plan_.writes_fail_from)) return verdict::fail;
+  if (number == plan_.fail_at || name == plan_.refused || (takes_room && number >= plan_.writes_fail_from))
+    return verdict::fail;
   return number == plan_.shorten_at ? verdict::shorten : verdict::pass;
 }
 
@@ -99,7 +100,16 @@ ZELMORA_WRAP(fchown, (int fd, uid_t user, gid_t group), (fd, user, group), false
 ZELMORA_WRAP(fsetxattr, (int fd, const char* name, const void* value, std::size_t size, int flags),
              (fd, name, value, size, flags), true)
 ZELMORA_WRAP(futimens, (int fd, const timespec* times), (fd, times), false)
-ZELMORA_WRAP(flock, (int fd, int operation), (fd, operation), false)
+// NFS locks exclusively only what is open for writing (flock(2), NFS details): so do all tests.
+extern "C" int __real_flock(int fd, int operation);
+extern "C" int __wrap_flock(int fd, int operation);
+extern "C" int __wrap_flock(int fd, int operation) {
+  if ((::fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDONLY) {
+    errno = EBADF;
+    return -1;
+  }
+  return watched("flock", -1, [&] { return __real_flock(fd, operation); });
+}
 ZELMORA_WRAP(faccessat, (int dir, const char* path, int mode, int flags), (dir, path, mode, flags), false)
 ZELMORA_WRAP(mkdir, (const char* path, mode_t mode), (path, mode), true)
 ZELMORA_WRAP(mkostemp, (char* path, int flags), (path, flags), true)

@@ -24,6 +24,7 @@ struct syscall_plan {
   int error = EIO;
   std::size_t writes_fail_from =
       never;                      ///< every write and allocation from that call on reports `error`, as on a full disk
+  std::string_view refused = {};  ///< every call of that name reports `error`, as on a system without it
   std::size_t shorten_at = never; ///< that call, a read or a write, moves no more than one byte
   std::size_t kill_at = never;    ///< before that call the process kills itself with SIGKILL
   /// Called before each call with its number and name; calls that it makes itself are neither counted nor touched.
