@@ -6,8 +6,7 @@
 namespace zelmora::cli {
 
 void append_display(std::string& out, std::string_view text) {
-  const bool plain = std::ranges::all_of(text, [](char c) { return c >= 0x20 && c < 0x7F; });
-  if (plain)
+  if (is_printable_ascii(text))
     out += text;
   else
     out += escape_for_display(text);

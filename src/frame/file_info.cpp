@@ -99,7 +99,14 @@ namespace {
 /// Up to this many fields, comparing each name costs less than hashing one.
 constexpr std::size_t linear_search_limit = 24;
 
-bool same_name(std::string_view a, std::string_view b) { return ascii_equal(a, b) || stricmp_utf8(a, b) == 0; }
+/// Names are ASCII by rule; what breaks the rule compares as text.
+bool same_name(std::string_view a, std::string_view b) {
+  if (a.size() == b.size() && ascii_equal(a, b)) return true;
+  return (!is_printable_ascii(a) || !is_printable_ascii(b)) && stricmp_utf8(a, b) == 0;
+}
+
+/// As many technical fields as most formats have.
+constexpr std::size_t usual_fields = 12;
 
 } // namespace
 
@@ -174,16 +181,18 @@ const std::string& file_info_impl::info_enum_name(std::size_t field) const { ret
 const std::string& file_info_impl::info_enum_value(std::size_t field) const { return info_.at(field).value; }
 
 std::size_t file_info_impl::info_find(std::string_view name) const {
-  const auto found = std::ranges::find_if(info_, [&](const technical_field& f) { return same_name(f.name, name); });
+  const auto found = std::ranges::find_if(info_, [&](const technical_field& f) { return ascii_equal(f.name, name); });
   return found == info_.end() ? npos : static_cast<std::size_t>(found - info_.begin());
 }
 
 void file_info_impl::info_set(std::string_view name, std::string_view value) {
   const auto field = info_find(name);
-  if (field != npos)
+  if (field != npos) {
     info_[field].value = value;
-  else
-    info_.push_back({std::string(name), std::string(value)});
+    return;
+  }
+  if (info_.empty()) info_.reserve(usual_fields);
+  info_.push_back({std::string(name), std::string(value)});
 }
 
 void file_info_impl::info_remove(std::string_view name) {

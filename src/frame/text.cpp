@@ -84,7 +84,22 @@ bool is_valid_utf8(std::string_view text) {
   return true;
 }
 
+bool is_printable_ascii(std::string_view text) {
+  // No early exit: so the compiler takes many characters at a time, and most texts are printable to the end.
+  unsigned others = 0;
+  for (const char c : text) others |= static_cast<unsigned>(static_cast<unsigned char>(c - 0x20) > 0x7E - 0x20);
+  return others == 0;
+}
+
+namespace {
+
+/// Characters that reorder the ones around them (Unicode bidirectional controls): in a path they can hide what it says.
+bool is_reordering(char32_t c) { return (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069); }
+
+} // namespace
+
 std::string escape_for_display(std::string_view text) {
+  if (is_printable_ascii(text)) return std::string(text);
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
@@ -97,7 +112,7 @@ std::string escape_for_display(std::string_view text) {
       out += "\\t";
     else if (c < 0x20 || c == 0x7F)
       out += fmt::format("\\x{:02X}", static_cast<unsigned>(c));
-    else if (c >= 0x80 && c < 0xA0)
+    else if ((c >= 0x80 && c < 0xA0) || is_reordering(c))
       out += fmt::format("\\u{:04X}", static_cast<unsigned>(c));
     else if (c >= invalid_byte_base)
       out += fmt::format("\\x{:02X}", static_cast<unsigned>(c - invalid_byte_base));
@@ -110,7 +125,8 @@ std::string escape_for_display(std::string_view text) {
 char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
 bool ascii_equal(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, [](char x, char y) { return ascii_lower(x) == ascii_lower(y); });
+  return a.size() == b.size() &&
+         std::ranges::equal(a, b, [](char x, char y) { return ascii_lower(x) == ascii_lower(y); });
 }
 
 std::string_view path_file_name(std::string_view path) {

@@ -24,6 +24,8 @@ char32_t uCharUpper(char32_t character);
 std::string fold_utf8(std::string_view text);
 
 bool is_valid_utf8(std::string_view text);
+/// Whether all of `text` is ASCII that a terminal shows as it stands.
+bool is_printable_ascii(std::string_view text);
 /// `text` fit for one line of a terminal: control characters and bytes that are no UTF-8 become \n, \t or \xNN.
 std::string escape_for_display(std::string_view text);
 

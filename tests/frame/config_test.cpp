@@ -108,5 +108,27 @@ TEST_F(Config, RecordsOfOtherVersions) {
       << "a length of 4 GiB allocates nothing of the kind";
 }
 
+TEST_F(Config, ABlobWithTwoChoicesOrNoneIsSettled) {
+  const auto radios = [&](char red_value, char green_value) {
+    auto blob = record("00000000-0000-0000-0000-0000000000B1"_guid, 1, std::string_view(&red_value, 1));
+    const auto other = record("00000000-0000-0000-0000-0000000000B2"_guid, 1, std::string_view(&green_value, 1));
+    blob.insert(blob.end(), other.begin(), other.end());
+    return blob;
+  };
+  load(radios('\1', '\1'));
+  EXPECT_NE(red->get(), green->get());
+  load(radios('\0', '\0'));
+  EXPECT_TRUE(red->get()) << "the default";
+  EXPECT_FALSE(green->get());
+  load(radios('\0', '\1'));
+  EXPECT_TRUE(green->get());
+  red->set(true);
+}
+
+TEST_F(Config, NamesOfVariables) {
+  static const cfg_bool variable("00000000-0000-0000-0000-0000000000BF"_guid, false); // the list keeps it
+  EXPECT_EQ(variable.text_name(), "cfg_var.00000000-0000-0000-0000-0000000000BF");
+}
+
 } // namespace
 } // namespace zelmora

@@ -163,5 +163,16 @@ TEST_F(FileHelpers, PathsWithoutAHandler) {
   EXPECT_EQ(filesystem::g_get_canonical_path("nosuch://x"), "nosuch://x");
 }
 
+TEST_F(FileHelpers, TwoWindowsOnOneFileDoNotDisturbEachOther) {
+  const auto source = memory(100);
+  auto first = reader_limited(source, 0, 50, abort);
+  auto second = reader_limited(source, 50, 100, abort);
+  const auto whole = counted(100);
+  for (std::size_t i = 0; i < 50; ++i) {
+    ASSERT_EQ(static_cast<std::byte>(first->read_lendian_t<std::uint8_t>(abort)), whole[i]);
+    ASSERT_EQ(static_cast<std::byte>(second->read_lendian_t<std::uint8_t>(abort)), whole[50 + i]);
+  }
+}
+
 } // namespace
 } // namespace zelmora

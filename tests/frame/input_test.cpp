@@ -109,6 +109,50 @@ class input_modest : public input_ramp {
   static std::string_view g_get_name() { return "modest"; }
 };
 
+/// ".wide": sizes that no file can have.
+class input_wide : public input_ramp {
+ public:
+  void open(file_ptr, std::string_view, t_input_open_reason, abort_callback&) { throw kiv::exception_overflow(); }
+  static bool g_is_our_content_type(std::string_view) { return false; }
+  static bool g_is_our_path(std::string_view, std::string_view extension) { return extension == "wide"; }
+  static bool g_is_our_file_header(std::span<const std::byte>) { return false; }
+  static std::string_view g_get_name() { return "wide"; }
+};
+
+/// "TWIN": two tracks, with tags.
+class input_twin : public input_stubs {
+ public:
+  void open(file_ptr file, std::string_view path, t_input_open_reason reason, abort_callback& abort) {
+    has_hint = static_cast<bool>(file);
+    input_open_file_helper(file, path, reason, abort);
+    std::array<char, 4> magic{};
+    file->read_object(magic.data(), 4, abort);
+    if (std::string_view(magic.data(), 4) != "TWIN") throw exception_io_unsupported_format();
+  }
+  std::uint32_t get_subsong_count() { return 2; }
+  std::uint32_t get_subsong(std::uint32_t index) { return index + 10; }
+  void get_info(std::uint32_t subsong, file_info& info, abort_callback&) { info.set_length(subsong); }
+  t_filestats get_file_stats(abort_callback&) { return {}; }
+  void decode_initialize(std::uint32_t, std::uint32_t, abort_callback&) {}
+  bool decode_run(audio_chunk&, abort_callback&) { throw exception_io_data("twin: broken"); }
+  void decode_seek(double, abort_callback&) {}
+  void retag_set_info(std::uint32_t subsong, const file_info& info, abort_callback&) {
+    written += std::to_string(subsong) + *info.meta_get("title") + ";";
+  }
+  void retag_commit(abort_callback&) { written += "commit"; }
+
+  static bool g_is_our_path(std::string_view, std::string_view extension) { return extension == "twin"; }
+  static bool g_is_our_file_header(std::span<const std::byte> head) { return starts_with(head, "TWIN"); }
+  static bool g_can_write_tags() { return true; }
+  static guid g_get_guid() { return {}; }
+  static std::string_view g_get_name() { return "twin"; }
+
+  static inline bool has_hint = false;
+  static inline std::string written;
+};
+
+input_factory_t<input_wide> wide_factory;
+input_factory_t<input_twin> twin_factory;
 input_factory_t<input_modest> modest_factory; // registered first: listed last but for its merit
 input_factory_t<input_ramp> ramp_factory;
 input_factory_t<input_grudge> grudge_factory;
@@ -287,6 +331,33 @@ TEST_F(Inputs, AbortPassesThrough) {
             "exception_aborted: User abort");
 }
 
+TEST_F(Inputs, ImpossibleSizesAreARefusal) {
+  objects["mem://x.wide"] = "????";
+  EXPECT_EQ(failure_of([&] { opened_by("mem://x.wide"); }), "exception_io_data: Unsupported format or corrupted file");
+  objects["mem://x.wide"] = "RAMP";
+  EXPECT_EQ(opened_by("mem://x.wide"), "ramp") << "the search goes on";
+}
+
+TEST_F(Inputs, AWriterOpensARenamedFileByItsPath) {
+  objects["mem://renamed.bin"] = "TWIN";
+  input_twin::written.clear();
+  auto writer = input_entry::g_open_for_info_write(nullptr, "mem://renamed.bin", nullptr, abort);
+  EXPECT_FALSE(input_twin::has_hint) << "what was opened for a look is no hint";
+  file_info_impl info;
+  info.meta_set("title", "a");
+  writer->set_info(10, info, abort);
+  info.meta_set("title", "b");
+  writer->set_info(11, info, abort);
+  writer->commit(abort);
+  EXPECT_EQ(input_twin::written, "10a;11b;commit");
+  EXPECT_EQ(writer->get_subsong(1), 11u);
+  EXPECT_TRUE(service_extension<input_entry_v2>(&twin_factory.get())->can_write_tags());
+  EXPECT_FALSE(ramp_factory.get().can_write_tags());
+  open_input(input_info_writer::class_guid, service_new<memory_file>(std::string_view("TWIN")), "mem://x.bin", nullptr,
+             abort);
+  EXPECT_TRUE(input_twin::has_hint) << "the host's own hint stays one";
+}
+
 // --- post-processing -------------------------------------------------------------------------------------------------
 
 /// Delays everything by 150 samples' worth of chunks, so that after a seek it needs that much lead-in; its output is
@@ -311,12 +382,21 @@ class delaying_processor : public decode_postprocessor_instance {
   audio_chunk_list held_;
 };
 
+/// Wants no lead-in.
+class prompt_processor : public delaying_processor {
+ public:
+  bool run(audio_chunk_list&, std::uint32_t, abort_callback&) override { return false; }
+  double get_latency() override { return 0; }
+};
+
 bool processor_wanted = false;
+bool processor_is_prompt = false;
 class delaying_entry : public decode_postprocessor_entry {
  public:
   service_ptr_t<decode_postprocessor_instance> instantiate(const file_info& info) override {
     EXPECT_EQ(info.info_get_int("samplerate"), 1000) << "it is offered the stream's technical fields";
     if (!processor_wanted) return nullptr;
+    if (processor_is_prompt) return service_new<prompt_processor>();
     return service_new<delaying_processor>();
   }
 };
@@ -338,6 +418,18 @@ TEST_F(Inputs, PostProcessingIsSampleAccurateAfterASeek) {
     EXPECT_EQ(got, std::vector<float>(from, expected.end())) << "seek to " << target;
   }
   EXPECT_THROW(decoder->seek(-1, abort), exception_io_data);
+}
+
+TEST_F(Inputs, WithoutLatencyTheFirstChunkAfterASeekIsWhole) {
+  processor_wanted = true;
+  processor_is_prompt = true;
+  auto decoder = ramp(0);
+  processor_wanted = processor_is_prompt = false;
+  decoder->seek(0.25, abort);
+  audio_chunk_impl chunk;
+  ASSERT_TRUE(decoder->run(chunk, abort));
+  EXPECT_EQ(chunk.get_sample_count(), 100u);
+  EXPECT_EQ(chunk.get_data()[0], 250.0f);
 }
 
 // --- wrappers --------------------------------------------------------------------------------------------------------
@@ -379,6 +471,18 @@ TEST_F(Inputs, HelperKeepsItsDecoderForTheSamePath) {
   EXPECT_GT(objects_opened, opened);
   helper.close();
   EXPECT_THROW(helper.run(chunk, abort), kiv::exception_bug_check);
+}
+
+TEST_F(Inputs, HelperDropsADecoderThatFailed) {
+  objects["mem://x.twin"] = "TWIN";
+  input_helper helper;
+  helper.open("mem://x.twin", 10, decode_flag_no_postprocess, abort);
+  audio_chunk_impl chunk;
+  EXPECT_EQ(failure_of([&] { helper.run(chunk, abort); }), "exception_io_data: twin: broken");
+  EXPECT_FALSE(helper.is_open());
+  const auto opened = objects_opened;
+  helper.open("mem://x.twin", 10, decode_flag_no_postprocess, abort);
+  EXPECT_GT(objects_opened, opened);
 }
 
 } // namespace

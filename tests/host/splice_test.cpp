@@ -2,6 +2,7 @@
 #include "frame/rewrite.h"
 
 #include "host_fixture.h"
+#include "support/faulty_file.h"
 #include "support/syscall_faults.h"
 
 namespace zelmora {
@@ -42,6 +43,16 @@ TEST_P(Splice, MovesTheTail) {
   run(*target, abort);
   target.release();
   EXPECT_EQ(read_bytes(path), expected());
+}
+
+TEST_P(Splice, TouchesNothingElseWhenNothingMoves) {
+  const auto& p = GetParam();
+  if (p.length != p.end - p.begin) GTEST_SKIP() << "the tail moves";
+  auto count = std::make_shared<test::operation_count>();
+  auto target = test::make_faulty_file(put_old(), {}, count);
+  run(*target, abort);
+  EXPECT_EQ(count->bytes_written, p.length);
+  EXPECT_EQ(count->bytes_read, p.length) << "kept for the way back";
 }
 
 TEST_P(Splice, FailureOfEachCallRestoresTheOldBytes) {
