@@ -9,6 +9,7 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <elf.h>
+#include <fmt/core.h>
 #include <set>
 
 namespace zelmora {
@@ -103,6 +104,26 @@ TEST_F(LoadedPlugin, ItsSettingsAreKept) {
     EXPECT_EQ(row.entry->get_text(), row.entry->get_default_text()) << row.entry->place().key;
   }
   EXPECT_NO_THROW(host.save_configuration(abort));
+}
+
+TEST_F(LoadedPlugin, ItsSettingsAreDocumented) {
+  const auto page = test::read_bytes(ZELMORA_TEST_DATA "/../../docs/settings.md");
+  std::size_t settings = 0;
+  for (const auto& row : host::list_settings()) {
+    const auto key = row.entry->place().key;
+    const bool is_of_a_test = key.starts_with("test.") || key.starts_with("tree.");
+    if (row.entry->kind() == advconfig_kind::branch || is_of_a_test) continue;
+    const auto line = fmt::format("| `{}` |", key);
+    const auto at = page.find(line);
+    ASSERT_NE(at, std::string::npos) << line;
+    const auto rest = page.substr(at, page.find('\n', at) - at);
+    EXPECT_NE(rest.find(row.entry->place().label), std::string::npos) << rest;
+    const auto wanted = row.entry->get_default_text();
+    const bool is_choice = row.entry->kind() == advconfig_kind::radio;
+    EXPECT_NE(rest.find(is_choice ? (wanted == "yes" ? "| set |" : "| not set |") : wanted), std::string::npos) << rest;
+    ++settings;
+  }
+  EXPECT_GE(settings, 28u);
 }
 
 TEST(Plugin, WhatIsNoPluginIsNamed) {
