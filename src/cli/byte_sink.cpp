@@ -25,7 +25,7 @@ void file_sink::patch(std::uint64_t position, std::span<const std::byte> bytes) 
 void file_sink::finish() { rewriter_.commit_new(file_rewriter::durability::ordinary, abort_); }
 
 descriptor_sink::descriptor_sink(int descriptor, ownership owned, abort_callback& abort)
-    : descriptor_(descriptor), owned_(owned), abort_(abort) {
+    : descriptor_(descriptor), owned_(owned), abort_(abort), writer_(descriptor, abort) {
   buffer_.reserve(capacity);
   struct stat status {};
   const int flags = fcntl(descriptor, F_GETFL);
@@ -52,11 +52,7 @@ void descriptor_sink::flush() {
 void descriptor_sink::write_through(std::span<const std::byte> bytes) {
   while (!bytes.empty()) {
     abort_.check();
-    const auto written = ::write(descriptor_, bytes.data(), bytes.size());
-    if (written >= 0)
-      bytes = bytes.subspan(static_cast<std::size_t>(written));
-    else if (errno != EINTR)
-      host::raise_errno(errno);
+    bytes = bytes.subspan(writer_.write_some(bytes));
   }
 }
 

@@ -1,6 +1,7 @@
 // Where decoded samples go: a file that appears when it is complete, or a stream that takes bytes as they come.
 #pragma once
 
+#include "cli/interruptible_write.h"
 #include "frame/abort_callback.h"
 #include "frame/rewrite.h"
 
@@ -62,6 +63,7 @@ class descriptor_sink final : public byte_sink {
   int descriptor_;
   ownership owned_;
   abort_callback& abort_;
+  interruptible_writer writer_;
   std::int64_t start_ = -1; ///< file offset of the first byte written; below 0 when it can't be gone back to
   std::vector<std::byte> buffer_;
 };

@@ -1,6 +1,8 @@
 #include "cli/decode_targets.h"
 
+#include "frame/exceptions.h"
 #include "frame/text.h"
+#include "host/local_path.h"
 
 #include <fmt/core.h>
 #include <optional>
@@ -17,10 +19,13 @@ using file_identity = std::pair<dev_t, ino_t>;
 
 /// Nothing for what is no local file.
 std::optional<file_identity> identity_of(const std::string& path) {
-  constexpr std::string_view scheme = "file://";
+  if (!host::is_local_path(path)) return std::nullopt;
   struct stat status {};
-  const char* const local = has_prefix_utf8(path, scheme) ? path.c_str() + scheme.size() : path.c_str();
-  if (stat(local, &status) != 0) return std::nullopt;
+  try {
+    if (stat(host::system_path(path).c_str(), &status) != 0) return std::nullopt;
+  } catch (const zelmora_io::exception_io&) {
+    return std::nullopt;
+  }
   return file_identity{status.st_dev, status.st_ino};
 }
 
@@ -28,7 +33,7 @@ std::optional<file_identity> identity_of(const std::string& path) {
 
 std::string output_name(std::string_view path, std::string_view extension) {
   std::string name;
-  if (const auto colon = path.find("://"); colon != std::string_view::npos && !has_prefix_utf8(path, "file://")) {
+  if (const auto colon = path.find("://"); colon != std::string_view::npos && !host::is_local_path(path)) {
     name = fmt::format("{}-{}", path.substr(0, colon), path.substr(colon + 3));
     for (auto& c : name)
       if (c == '/') c = '_';

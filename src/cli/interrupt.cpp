@@ -7,7 +7,7 @@ namespace zelmora::cli {
 
 namespace {
 
-constexpr std::initializer_list<int> interrupting_signals{SIGINT, SIGTERM};
+constexpr std::initializer_list<int> interrupting_signals{SIGINT, SIGTERM, SIGHUP};
 
 /// What the handler sets: made before the handlers are installed, so that the handler makes nothing.
 abort_callback_impl* handled_abort = nullptr;

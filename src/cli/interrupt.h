@@ -5,8 +5,8 @@
 
 namespace zelmora::cli {
 
-/// From here on SIGINT and SIGTERM set the token; signals that the parent had ignored stay ignored. SIGPIPE is ignored:
-/// a reader that goes away is seen at the next write.
+/// From here on SIGINT, SIGTERM and SIGHUP set the token; signals that the parent had ignored stay ignored. SIGPIPE is
+/// ignored: a reader that goes away is seen at the next write.
 void install_interrupt_handlers();
 
 /// The token of the whole program.

@@ -92,6 +92,25 @@ class object_writer {
   bool separated_ = true; ///< nothing stands before the next value that a comma must part it from
 };
 
+/// RFC 4648, section 4: the common alphabet, with padding.
+std::string base64(std::string_view bytes) {
+  constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string result;
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const auto group = bytes.substr(i, 3);
+    std::uint32_t bits = 0;
+    for (std::size_t n = 0; n < 3; ++n)
+      bits = bits << 8 | (n < group.size() ? static_cast<unsigned char>(group[n]) : 0u);
+    for (std::size_t n = 0; n < 4; ++n) result += n > group.size() ? '=' : alphabet[bits >> (18 - 6 * n) & 0x3F];
+  }
+  return result;
+}
+
+void write_path(object_writer& json, std::string_view path) {
+  json.key("path").string(path);
+  if (!is_valid_utf8(path)) json.key("path_base64").string(base64(path));
+}
+
 void write_technical(object_writer& json, const file_info& info) {
   json.key("info").open('{');
   for (std::size_t i = 0; i < info.info_get_count(); ++i)
@@ -149,7 +168,7 @@ void write_io(object_writer& json, const host::io_statistics& io) {
 
 void append_json(std::string& out, const media_description& media) {
   object_writer json(out);
-  json.key("path").string(media.path);
+  write_path(json, media.path);
   json.key("input").string(media.input);
   json.key("size");
   if (media.size)
@@ -167,7 +186,7 @@ void append_json(std::string& out, const media_description& media) {
 
 void append_json(std::string& out, const verify_description& result) {
   object_writer json(out);
-  json.key("path").string(result.path);
+  write_path(json, result.path);
   json.key("subsong").number(std::uint64_t{result.subsong});
   json.key("samples").number(result.samples);
   json.key("sample_rate").number(std::uint64_t{result.sample_rate});
@@ -191,6 +210,7 @@ void append_json(std::string& out, const input_description& input) {
   json.key("extensions").strings(input.extensions);
   json.key("schemes").strings(input.schemes);
   json.key("content_types").strings(input.content_types);
+  json.key("can_write_tags").boolean(input.can_write_tags);
   json.finish();
 }
 
@@ -208,7 +228,7 @@ void append_json(std::string& out, const setting_description& setting) {
 void append_json_error(std::string& out, std::string_view path, std::optional<std::uint32_t> subsong,
                        const std::exception& failure) {
   object_writer json(out);
-  json.key("path").string(path);
+  write_path(json, path);
   if (subsong) json.key("subsong").number(std::uint64_t{*subsong});
   json.key("error").open('{');
   json.key("type").string(exception_class_name(failure));

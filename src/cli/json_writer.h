@@ -1,4 +1,5 @@
-// What programs read: one JSON object a line (RFC 8259). Text that is no UTF-8 gets replacement characters.
+// What programs read: one JSON object a line (RFC 8259). Text that is no UTF-8 gets replacement characters; a path that
+// is none stands beside it in base64, byte for byte.
 #pragma once
 
 #include "frame/file_info.h"
@@ -52,6 +53,7 @@ struct input_description {
   std::vector<std::string> extensions;
   std::vector<std::string> schemes;
   std::vector<std::string> content_types;
+  bool can_write_tags = false; ///< those of some files; never the samples
 };
 
 struct setting_description {

@@ -7,7 +7,9 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
+#include <concepts>
 #include <fmt/core.h>
 #include <fmt/format.h>
 #include <limits>
@@ -26,14 +28,28 @@ std::string version_text() { return fmt::format("zel, Format Bench {}\n", ZELMOR
 
 // --- values ----------------------------------------------------------------------------------------------------------
 
-/// A bound on a number, with no text in the help.
-CLI::Validator range(unsigned least, unsigned most) {
-  return {[=](std::string& text) -> std::string {
-            const auto value = parse_integer(text);
-            if (value && *value >= least && *value <= most) return {};
-            return fmt::format("{} is not a number from {} to {}", text, least, most);
-          },
-          ""};
+/// Decimal digits, nothing else: the parser's own reading takes "010" for 8.
+template <std::unsigned_integral T>
+std::optional<T> parse_number(std::string_view text) {
+  T value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+/// A number [least, most]; `value`, a number or an optional one, keeps what it has when the option is not given.
+template <std::unsigned_integral T, class Value>
+CLI::Option* add_number(CLI::App& app, const char* names, Value& value, T least, T most, const char* text) {
+  const auto is_refused = [=](std::string& given) -> std::string {
+    const auto number = parse_number<T>(given);
+    if (number && *number >= least && *number <= most) return {};
+    return fmt::format("{} is not a number from {} to {}", given, least, most);
+  };
+  return app
+      .add_option_function<std::string>(
+          names, [&value](const std::string& given) { value = *parse_number<T>(given); }, text)
+      ->type_name("N")
+      ->check(CLI::Validator(is_refused, ""));
 }
 
 CLI::Validator one_of(std::vector<std::string> choices) {
@@ -44,27 +60,57 @@ CLI::Validator one_of(std::vector<std::string> choices) {
           ""};
 }
 
-/// Seconds, with decimals.
-CLI::Option* add_seconds(CLI::App& app, const char* names, std::optional<double>& value, const char* text) {
+/// Seconds with decimals.
+std::optional<double> parse_seconds(std::string_view text) {
+  const auto number = parse_decimal(text);
+  if (number.length == 0 || number.length != text.size() || !(number.value >= 0)) return std::nullopt;
+  return number.value;
+}
+
+/// Of a clock: "07", "59.25". What stands behind a colon has two digits and is below 60.
+std::optional<double> parse_sixtieth(std::string_view text) {
+  const auto whole = text.substr(0, 2);
+  const auto fraction = text.substr(whole.size());
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  if (whole.size() != 2 || !std::ranges::all_of(whole, is_digit) || whole[0] > '5') return std::nullopt;
+  if (!fraction.empty() && (fraction[0] != '.' || !std::ranges::all_of(fraction.substr(1), is_digit)))
+    return std::nullopt;
+  return parse_seconds(text);
+}
+
+/// [s] of "3:25.040", "1:02:03.500", as `info` prints them, or of plain seconds.
+std::optional<double> parse_time(std::string_view text) {
+  const auto last = text.rfind(':');
+  if (last == std::string_view::npos) return parse_seconds(text);
+  const auto first = text.find(':');
+  const auto seconds = parse_sixtieth(text.substr(last + 1));
+  const auto leading = parse_number<std::uint32_t>(text.substr(0, first));
+  if (!seconds || !leading) return std::nullopt;
+  if (first == last) return *leading * 60.0 + *seconds;
+  const auto minutes_text = text.substr(first + 1, last - first - 1);
+  const auto minutes = parse_sixtieth(minutes_text);
+  if (!minutes || minutes_text.size() != 2) return std::nullopt;
+  return *leading * 3600.0 + *minutes * 60 + *seconds;
+}
+
+CLI::Option* add_time(CLI::App& app, const char* name, std::optional<double>& value, const char* text) {
+  const auto is_refused = [](std::string& given) -> std::string {
+    const auto time = parse_time(given);
+    if (time && *time <= longest_time) return {};
+    return given + " is no time, neither seconds nor [H:]M:SS";
+  };
   return app
       .add_option_function<std::string>(
-          names,
-          [&value](const std::string& given) {
-            const auto number = parse_decimal(given);
-            if (number.length == 0 || number.length != given.size() || !(number.value >= 0) ||
-                number.value > longest_time)
-              throw CLI::ValidationError(given + " is no time in seconds");
-            value = number.value;
-          },
-          text)
-      ->type_name("S");
+          name, [&value](const std::string& given) { value = parse_time(given); }, text)
+      ->type_name("TIME")
+      ->check(CLI::Validator(is_refused, ""));
 }
 
 void add_input(CLI::App& app, path_arguments& input, unsigned& jobs) {
   app.add_option("--files-from", input.list, "read more paths from FILE, one a line; - is standard input")
       ->type_name("FILE");
   app.add_flag("-0,--null", input.nul_separated, "the paths of --files-from end with a NUL byte, not with a line");
-  app.add_option("-j,--jobs", jobs, "work on N files at once")->type_name("N")->check(range(1, most_jobs));
+  add_number(app, "-j,--jobs", jobs, 1u, most_jobs, "work on N files at once");
 }
 
 void require_paths(path_arguments& input, std::vector<std::string> operands) {
@@ -117,11 +163,10 @@ class decode_parser : public verb_parser {
     app.add_option("--bits", bits_, "integers of that width in the WAV file, in place of 32-bit float")
         ->type_name("16|24|32")
         ->check(one_of({"16", "24", "32"}));
-    app.add_option("--subsong", subsong_, "decode subsong N, as numbered by info (the first)")
-        ->type_name("N")
-        ->check(range(0, std::numeric_limits<std::uint32_t>::max()));
-    add_seconds(app, "--start", start_, "begin S seconds into the track, to the sample");
-    add_seconds(app, "--length", options_.length, "stop after S seconds, to the sample");
+    add_number(app, "--subsong", options_.subsong, 0u, std::numeric_limits<std::uint32_t>::max(),
+               "decode subsong N, as numbered by info (the first)");
+    add_time(app, "--start", start_, "begin so far into the track, to the sample: seconds, or [H:]M:SS");
+    add_time(app, "--length", options_.length, "stop after that time, to the sample");
     app.add_flag("--no-postprocess", no_postprocess_, "leave coded streams that are carried in PCM as they are");
     add_input(app, options_.input, options_.jobs);
   }
@@ -130,7 +175,6 @@ class decode_parser : public verb_parser {
     require_paths(options_.input, std::move(operands));
     if (options_.output.empty()) throw usage_error("-o OUT is missing");
     options_.format = combined_format();
-    if (!subsong_.empty()) options_.subsong = static_cast<std::uint32_t>(*parse_integer(subsong_));
     options_.start = start_.value_or(0);
     options_.postprocess = !no_postprocess_;
     return options_;
@@ -158,17 +202,16 @@ class decode_parser : public verb_parser {
   decode_options options_;
   std::string format_ = "wav";
   std::string bits_;
-  std::string subsong_;
   std::optional<double> start_;
   bool no_postprocess_ = false;
 };
 
 class verify_parser : public verb_parser {
   void define(CLI::App& app) override {
-    app.add_option("--seeks", options_.seeks, "compare N random seeks with the linear decode")
-        ->type_name("N")
-        ->check(range(0, most_seeks));
-    app.add_option("--seed", options_.seed, "where the random positions start (1)")->type_name("K");
+    add_number(app, "--seeks", options_.seeks, 0u, most_seeks, "compare N random seeks with the linear decode");
+    add_number(app, "--seed", options_.seed, std::uint64_t{0}, std::numeric_limits<std::uint64_t>::max(),
+               "where the random positions start (1)")
+        ->type_name("K");
     app.add_flag("--json", options_.json, "one JSON object a line for each subsong");
     add_input(app, options_.input, options_.jobs);
   }

@@ -65,7 +65,8 @@ void path_list::open_list() {
     descriptor_ = STDIN_FILENO;
     return;
   }
-  do descriptor_ = open(arguments_.list.c_str(), O_RDONLY | O_CLOEXEC);
+  // The writer of a FIFO is waited for below, where an interrupt ends the wait.
+  do descriptor_ = open(arguments_.list.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   while (descriptor_ < 0 && errno == EINTR && !abort_.is_aborting());
   abort_.check();
   if (descriptor_ >= 0) return;
@@ -76,27 +77,33 @@ void path_list::open_list() {
   }
 }
 
-bool path_list::fill() {
-  if (list_ended_) return false;
-  if (descriptor_ < 0) open_list();
+void path_list::wait_for_list() {
   std::array<pollfd, 2> waited{{{descriptor_, POLLIN, 0}, {abort_.get_abort_event(), POLLIN, 0}}};
   if (poll(waited.data(), waited.size(), 0) == 0) {
     // Nothing there yet: show what is finished before waiting. The mark comes first, so that what another thread
     // finishes in between is shown by that thread.
     waiting_ = true;
     if (before_wait_) before_wait_();
-    poll(waited.data(), waited.size(), -1);
+    // A FIFO that nobody has opened for writing yet would read as ended.
+    while (poll(waited.data(), waited.size(), -1) < 0 && errno == EINTR) abort_.check();
     waiting_ = false;
   }
   abort_.check();
+}
+
+bool path_list::fill() {
+  if (list_ended_) return false;
+  if (descriptor_ < 0) open_list();
   const auto old_size = buffer_.size();
   buffer_.resize(old_size + read_size);
   ssize_t got = 0;
-  do got = read(descriptor_, buffer_.data() + old_size, read_size);
-  while (got < 0 && errno == EINTR && !abort_.is_aborting());
-  const int error = errno;
+  int error = 0;
+  do {
+    wait_for_list();
+    got = read(descriptor_, buffer_.data() + old_size, read_size);
+    error = errno;
+  } while (got < 0 && (error == EINTR || error == EAGAIN));
   buffer_.resize(old_size + static_cast<std::size_t>(got > 0 ? got : 0));
-  abort_.check();
   if (got < 0) {
     try {
       host::raise_errno(error);

@@ -35,6 +35,7 @@ class path_list {
 
  private:
   void open_list();
+  void wait_for_list();
   bool fill();
   [[noreturn]] void raise_failure(const std::string& what) const;
 

@@ -5,7 +5,10 @@
 #include "frame/exceptions.h"
 #include "host/terminal.h"
 
+#include <cerrno>
+#include <fcntl.h>
 #include <fmt/core.h>
+#include <unistd.h>
 
 namespace zelmora::cli {
 
@@ -47,6 +50,18 @@ exit_status report_usage(const usage_error& error, bool no_arguments) {
   return exit_status::usage;
 }
 
+/// A standard descriptor that the parent has closed would be the number of the next file that is opened: messages would
+/// go into audio. What takes its place is open the wrong way round, so that using it still fails. False when there is
+/// nothing to take it.
+bool occupy_standard_descriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0 || errno != EBADF) continue;
+    // The lowest free number is taken, and that is `descriptor`.
+    if (open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY) != descriptor) return false;
+  }
+  return true;
+}
+
 exit_status run(const std::vector<std::string>& arguments) {
   standard_output out;
   auto status = exit_status::done;
@@ -78,6 +93,7 @@ exit_status run(const std::vector<std::string>& arguments) {
 
 int run_program(int argc, const char* const* argv) {
   try {
+    if (!occupy_standard_descriptors()) return static_cast<int>(exit_status::failed);
     install_interrupt_handlers();
     const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     return static_cast<int>(run(arguments));

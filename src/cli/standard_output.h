@@ -1,6 +1,8 @@
 // Standard output, through one buffer, with every failure noticed.
 #pragma once
 
+#include "cli/interruptible_write.h"
+
 #include <cstddef>
 #include <stdexcept>
 #include <string>
@@ -20,8 +22,9 @@ class standard_output_failure : public std::runtime_error {
   bool is_closed_;
 };
 
-/// Text for standard output. One thread at a time. Failures raise `standard_output_failure`; nothing is written by the
-/// destructor, so that a failure can't go unseen: whoever is done calls `flush`.
+/// Text for standard output. One thread at a time. Failures raise `standard_output_failure`, an interrupt while nobody
+/// reads `exception_aborted`; nothing is written by the destructor, so that a failure can't go unseen: whoever is done
+/// calls `flush`.
 class standard_output {
  public:
   standard_output();
@@ -31,6 +34,9 @@ class standard_output {
  private:
   static constexpr std::size_t capacity = 65'536;
 
+  void write_buffer();
+
+  interruptible_writer writer_;
   std::string buffer_;
   bool is_terminal_;
 };

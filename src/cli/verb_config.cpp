@@ -2,6 +2,7 @@
 #include "cli/json_writer.h"
 #include "cli/verbs.h"
 #include "frame/text.h"
+#include "host/console_log.h"
 
 #include <algorithm>
 #include <fmt/core.h>
@@ -43,7 +44,11 @@ void set_value(const std::string& key, advconfig_entry& entry, const std::string
   try {
     entry.set_text(value);
   } catch (const kiv::exception_invalid_params& failure) {
-    throw setting_failure(key, failure.what());
+    // "KEY takes ...": the key stands before every message of ours.
+    std::string_view message = failure.what();
+    const auto subject = fmt::format("{} ", entry.place().key);
+    if (message.starts_with(subject)) message.remove_prefix(subject.size());
+    throw setting_failure(key, std::string(message));
   }
 }
 
@@ -107,9 +112,17 @@ void change(const config_options& options, program_context& context) {
   context.host.save_configuration(context.abort);
 }
 
+/// The host goes on without a configuration that it can't read; whoever looks at settings is to know.
+void tell_damage(const host::host_instance& host) {
+  const auto& path = host.configuration_path();
+  for (const auto& line : host::recent_console_lines())
+    if (line.starts_with(path + ": ")) return print_error(path, "warning: " + line.substr(path.size() + 2));
+}
+
 } // namespace
 
 exit_status run_config(const config_options& options, program_context& context) {
+  tell_damage(context.host);
   try {
     switch (options.action) {
     case config_action::list: options.json ? list_json(context.out) : list_text(context.out); break;

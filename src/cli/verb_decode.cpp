@@ -8,11 +8,9 @@
 #include "cli/wav_writer.h"
 #include "cli/worker_pool.h"
 #include "frame/input_open.h"
-#include "host/errno_map.h"
+#include "host/local_path.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <fcntl.h>
 #include <fmt/core.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -46,13 +44,7 @@ std::unique_ptr<byte_sink> open_sink(const std::string& output, abort_callback& 
   if (output == standard_output_mark)
     return std::make_unique<descriptor_sink>(STDOUT_FILENO, descriptor_sink::ownership::borrowed, abort);
   if (!is_special(output)) return std::make_unique<file_sink>(output, abort);
-  int descriptor = -1;
-  // Opening a pipe waits for its reader.
-  while ((descriptor = open(output.c_str(), O_WRONLY | O_CLOEXEC)) < 0) {
-    abort.check();
-    if (errno != EINTR) host::raise_errno(errno);
-  }
-  return std::make_unique<descriptor_sink>(descriptor, descriptor_sink::ownership::owned, abort);
+  return std::make_unique<descriptor_sink>(open_for_writing(output, abort), descriptor_sink::ownership::owned, abort);
 }
 
 /// One track on its way from a decoder to a sink.
@@ -78,6 +70,9 @@ class track_copier {
     finish();
     log->follow(nullptr);
   }
+
+  /// Nothing was written because there was nothing left.
+  bool ended_before_start() const { return options_.start > 0 && written_ == 0 && remaining_ != 0; }
 
  private:
   static std::uint32_t first_subsong(input_decoder& decoder) {
@@ -207,7 +202,9 @@ void decode_path(const decode_options& options, const std::string& path, const d
   try {
     if (!target.refusal.empty()) return result.fail(path, target.refusal);
     if (is_same_file(path, target.output)) return result.fail(path, "The output is the file itself");
-    track_copier(options, path, target.output, shown, abort).run(log);
+    track_copier copier(options, path, target.output, shown, abort);
+    copier.run(log);
+    if (copier.ended_before_start()) log->log_entry("it ends before --start", event_logger::warning);
   } catch (const exception_aborted&) {
     throw;
   } catch (const standard_output_failure&) {
@@ -237,8 +234,18 @@ std::string_view extension_of(output_format format) {
   return "f32";
 }
 
+/// As the system takes it: a local path may have a scheme.
+std::string system_output(const std::string& output) {
+  if (output == standard_output_mark || !host::is_local_path(output)) return output;
+  try {
+    return host::system_path(output);
+  } catch (const exception_io& failure) {
+    throw usage_error(fmt::format("-o {}: {}", output, failure.what()), "decode");
+  }
+}
+
 std::vector<decode_target> choose_targets(const decode_options& options, const std::vector<std::string>& paths) {
-  const auto& output = options.output;
+  const auto output = system_output(options.output);
   if (output == standard_output_mark && isatty(STDOUT_FILENO) == 1)
     throw usage_error("samples are not for a terminal: name a file, or pipe them on", "decode");
   const auto extension = is_wav(options.format) ? "wav" : extension_of(options.format);

@@ -128,6 +128,7 @@ std::set<std::string> all_extensions() {
 input_description describe(input_entry& entry, const std::set<std::string>& extensions) {
   input_description result;
   result.name = entry.get_name();
+  if (const auto newer = service_cast<input_entry_v2>(&entry)) result.can_write_tags = newer->can_write_tags();
   for (const auto& extension : extensions)
     if (entry.is_our_path("file." + extension, extension)) result.extensions.push_back(extension);
   for (const auto& probe : asked_schemes)
@@ -150,6 +151,7 @@ void append_text(std::string& out, const input_description& input) {
   line("extensions", input.extensions);
   line("schemes", input.schemes);
   line("content types", input.content_types);
+  line("tags", {input.can_write_tags ? "read and write" : "read only"});
 }
 
 } // namespace

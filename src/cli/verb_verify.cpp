@@ -100,6 +100,11 @@ class path_check {
     found.subsong = subsong;
     log_->follow(&position_);
     decode_all(found);
+    if (found.samples == 0) {
+      const auto told = info.info_get_wfx();
+      found.sample_rate = told.rate;
+      found.channels = told.channels;
+    }
     log_->follow(nullptr);
     for (const auto& entry : log_->entries()) found.warnings.push_back(entry.text);
     if (options_.seeks > 0) compare_seeks(found);

@@ -3,6 +3,7 @@
 #include "frame/audio_chunk.h"
 #include "frame/bytes.h"
 #include "frame/exceptions.h"
+#include "frame/wave_tags.h"
 
 #include <limits>
 
@@ -12,27 +13,24 @@ namespace {
 
 constexpr std::uint32_t unknown_32 = 0xFFFFFFFF;
 constexpr std::uint32_t ds64_size = 28;
-constexpr std::uint16_t tag_pcm = 1;
-constexpr std::uint16_t tag_float = 3;
-constexpr std::uint16_t tag_extensible = 0xFFFE;
 
 /// The fields of a header, in file order.
 class header_builder {
  public:
-  void id(std::string_view four) {
-    const auto bytes = as_byte_span(four);
-    bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
-  }
+  void id(std::string_view four) { append(as_byte_span(four)); }
+  void id(const guid& sixteen) { append(std::as_bytes(std::span(sixteen.bytes))); }
   template <wire_number T>
   void number(T value) {
     std::byte raw[sizeof(T)];
     store_le(raw, value);
-    bytes_.insert(bytes_.end(), raw, raw + sizeof raw);
+    append(raw);
   }
   void zeros(std::size_t count) { bytes_.resize(bytes_.size() + count); }
   std::vector<std::byte> take() { return std::move(bytes_); }
 
  private:
+  void append(std::span<const std::byte> bytes) { bytes_.insert(bytes_.end(), bytes.begin(), bytes.end()); }
+
   std::vector<std::byte> bytes_;
 };
 
@@ -79,7 +77,7 @@ std::vector<std::byte> wav_writer::make_header(const sizes& told) const {
   const bool is_float = format_.form == sample_form::f32;
   const bool extensible = is_extensible();
   const auto bits = static_cast<std::uint16_t>(sample_size(format_.form) * 8);
-  const auto tag = is_float ? tag_float : tag_pcm;
+  const auto tag = is_float ? wave_tag::ieee_float : wave_tag::pcm;
   header_builder out;
   out.id(told.is_large() ? "RF64" : "RIFF");
   out.number(capped_32(told.riff));
@@ -98,7 +96,7 @@ std::vector<std::byte> wav_writer::make_header(const sizes& told) const {
   }
   out.id("fmt ");
   out.number(std::uint32_t{extensible ? 40u : is_float ? 18u : 16u});
-  out.number(extensible ? tag_extensible : tag);
+  out.number(extensible ? wave_tag::extensible : tag);
   out.number(static_cast<std::uint16_t>(format_.channels));
   out.number(format_.rate);
   out.number(format_.rate * frame_size_);
@@ -108,11 +106,7 @@ std::vector<std::byte> wav_writer::make_header(const sizes& told) const {
     out.number(std::uint16_t{22});
     out.number(bits);
     out.number(format_.mask);
-    // KSDATAFORMAT_SUBTYPE_PCM or _IEEE_FLOAT: the tag, then 0000-0010-8000-00AA00389B71
-    out.number(std::uint32_t{tag});
-    out.number(std::uint16_t{0});
-    out.number(std::uint16_t{0x10});
-    out.number(std::uint64_t{0x719B3800AA000080});
+    out.id(is_float ? wave_subformat::ieee_float : wave_subformat::pcm);
   } else if (is_float) {
     out.number(std::uint16_t{0});
   }

@@ -1,6 +1,7 @@
 #include "cli/worker_pool.h"
 
 #include "cli/interrupt.h"
+#include "cli/interruptible_write.h"
 #include "host/terminal.h"
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include <exception>
 #include <mutex>
 #include <thread>
+#include <unistd.h>
 
 namespace zelmora::cli {
 
@@ -18,6 +20,7 @@ exit_status deliver(const outcome& result, standard_output& out) {
   for (const auto& line : result.errors) {
     // What was said before comes before it on a terminal, too.
     out.flush();
+    wait_until_writable(STDERR_FILENO, program_abort());
     host::terminal::get().print_error_line(line);
   }
   return result.status;

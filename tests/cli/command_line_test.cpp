@@ -1,5 +1,7 @@
 #include "cli/zel_process.h"
 
+#include <csignal>
+
 namespace zelmora::test {
 
 namespace {
@@ -46,9 +48,33 @@ INSTANTIATE_TEST_SUITE_P(
         usage_case{"BitsOfHeaderless",
                    {"decode", "-o", "x", "--format", "s16", "--bits", "16", "a"},
                    "zel: --bits goes with --format wav"},
-        usage_case{"StartBeforeZero", {"decode", "-o", "x", "--start", "-1", "a"}, "zel: -1 is no time in seconds"},
-        usage_case{"LengthIsNoNumber", {"decode", "-o", "x", "--length", "1s", "a"}, "zel: 1s is no time in seconds"},
-        usage_case{"LengthIsInfinite", {"decode", "-o", "x", "--length", "inf", "a"}, "zel: inf is no time in seconds"},
+        usage_case{"SeedBelowZero",
+                   {"verify", "--seed", "-1", "a"},
+                   "zel: --seed: -1 is not a number from 0 to 18446744073709551615"},
+        usage_case{"SeedBeyond64Bits",
+                   {"verify", "--seed", "18446744073709551616", "a"},
+                   "zel: --seed: 18446744073709551616 is not a number from 0 to 18446744073709551615"},
+        usage_case{"SeedIsNoNumber",
+                   {"verify", "--seed", "abc", "a"},
+                   "zel: --seed: abc is not a number from 0 to 18446744073709551615"},
+        usage_case{"StartBeforeZero",
+                   {"decode", "-o", "x", "--start", "-1", "a"},
+                   "zel: --start: -1 is no time, neither seconds nor [H:]M:SS"},
+        usage_case{"StartHasTooManySeconds",
+                   {"decode", "-o", "x", "--start", "1:60", "a"},
+                   "zel: --start: 1:60 is no time, neither seconds nor [H:]M:SS"},
+        usage_case{"StartHasOneDigit",
+                   {"decode", "-o", "x", "--start", "1:2:03", "a"},
+                   "zel: --start: 1:2:03 is no time, neither seconds nor [H:]M:SS"},
+        usage_case{"StartHasNoMinutes",
+                   {"decode", "-o", "x", "--start", ":30", "a"},
+                   "zel: --start: :30 is no time, neither seconds nor [H:]M:SS"},
+        usage_case{"LengthIsNoNumber",
+                   {"decode", "-o", "x", "--length", "1s", "a"},
+                   "zel: --length: 1s is no time, neither seconds nor [H:]M:SS"},
+        usage_case{"LengthIsInfinite",
+                   {"decode", "-o", "x", "--length", "inf", "a"},
+                   "zel: --length: inf is no time, neither seconds nor [H:]M:SS"},
         usage_case{"SeveralIntoOneFile",
                    {"decode", "-o", "x", "tone://440,1", "tone://441,1"},
                    "zel: several paths need an existing directory for -o"},
@@ -116,17 +142,53 @@ TEST_F(CommandLine, FormatsAreListed) {
     };
     if (input.at("name") == "zelmora WAV Decoder")
       wav = has("extensions", "w64") && has("content_types", "audio/x-wav");
-    if (input.at("name") == "zelmora Tone Decoder") tone = has("schemes", "tone://") && !has("schemes", "sweep://");
+    EXPECT_TRUE(input.at("can_write_tags").is_boolean()) << input;
+    if (input.at("name") == "zelmora Tone Decoder")
+      tone = input.at("can_write_tags") == false && has("schemes", "tone://") && !has("schemes", "sweep://");
   }
   EXPECT_TRUE(wav);
   EXPECT_TRUE(tone);
   EXPECT_NE(zel({"formats"}).out.find("\n  extensions     "), std::string::npos);
+  EXPECT_NE(zel({"formats"}).out.find("\n  tags           read only\n"), std::string::npos);
 }
 
 TEST_F(CommandLine, FullDiscOnStandardOutputIsAFailure) {
   const auto result = zel({"info", "tone://440,1"}, {.output_path = "/dev/full"});
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "zel: standard output: Device full\n");
+}
+
+TEST_F(CommandLine, AnInterruptEndsTheWaitForAReader) {
+  std::string list;
+  for (int i = 1; i <= 3000; ++i) list += "tone://" + std::to_string(i) + "\nmissing\n";
+  for (const bool merged : {false, true}) {
+    // Whichever thread it is that writes, there is one that does not take the signal.
+    for (const char* jobs : {"1", "2", "4"}) {
+      running_zel child(directory_.path(), {"info", "--json", "-j", jobs, "--files-from", "-"},
+                        {.input = list, .output_capacity = 4096, .merge_errors = merged});
+      ASSERT_TRUE(child.fill_output()) << jobs;
+      child.interrupt(SIGINT);
+      ASSERT_TRUE(child.ends_unread()) << jobs;
+      EXPECT_EQ(child.wait().status, 130) << jobs;
+    }
+  }
+}
+
+TEST_F(CommandLine, ClosedStandardDescriptorsStayWhatTheyAre) {
+  // Were their numbers free, the program's own files would have them.
+  const auto no_input = zel({"info", "--files-from", "-"}, {.closed = {0}});
+  EXPECT_EQ(no_input.status, 1);
+  EXPECT_TRUE(no_input.err.starts_with("zel: -: ")) << no_input.err;
+  const auto no_output = zel({"info", "tone://440"}, {.closed = {1}});
+  EXPECT_EQ(no_output.status, 1);
+  EXPECT_TRUE(no_output.err.starts_with("zel: standard output: ")) << no_output.err;
+  auto cut = float_wav(ramp(4000));
+  cut.resize(cut.size() - 1000);
+  write("cut.wav", cut);
+  ASSERT_EQ(zel({"decode", "-o", "wanted.wav", "cut.wav"}).status, 0);
+  const auto none = zel({"decode", "-o", "out.wav", "cut.wav"}, {.closed = {0, 1, 2}});
+  EXPECT_EQ(none.status, 0);
+  EXPECT_EQ(read("out.wav"), read("wanted.wav"));
 }
 
 TEST_F(CommandLine, AReaderThatIsGoneEndsItQuietly) {

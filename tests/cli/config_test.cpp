@@ -62,6 +62,26 @@ TEST_F(Config, ResetAllPutsEveryDefaultBack) {
   EXPECT_EQ(zel({"config", "list"}).out, shipped);
 }
 
+TEST_F(Config, ARefusalNamesTheSettingOnce) {
+  EXPECT_EQ(zel({"config", "set", "decoding.toneRate=loud"}).err,
+            "zel: decoding.toneRate: takes a number from 1000 to 1000000, not \"loud\"\n");
+}
+
+TEST_F(Config, DamageOfTheStoredSettingsIsTold) {
+  ASSERT_EQ(zel({"config", "set", "decoding.toneRate=48000"}).status, 0);
+  EXPECT_EQ(zel({"config", "list"}).err, "");
+  const std::filesystem::path kept(path(".config/zel_input_std.cfg"));
+  std::filesystem::resize_file(kept, std::filesystem::file_size(kept) - 1);
+  for (const std::vector<std::string>& arguments :
+       {std::vector<std::string>{"config", "list"}, {"config", "get", "decoding.toneRate"}}) {
+    const auto result = zel(arguments);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_NE(result.out.find("44100"), std::string::npos);
+    EXPECT_EQ(lines_of(result.err).size(), 1u) << result.err;
+    EXPECT_TRUE(result.err.starts_with("zel: " + kept.string() + ": warning: ")) << result.err;
+  }
+}
+
 TEST_F(Config, WhatIsRefusedChangesNothing) {
   struct row {
     std::vector<std::string> arguments;

@@ -21,12 +21,14 @@ std::vector<float> telling_samples() {
           -1.0f,          1.0f,           1.5f,          -7.0f,         INFINITY,       -INFINITY};
 }
 
-/// Rounded to nearest, ties to even, and clamped.
+/// Rounded to nearest, ties to even, and clamped; no number is silence.
 std::vector<std::int64_t> as_integers(const std::vector<float>& samples, unsigned bits) {
   const double scale = std::ldexp(1.0, static_cast<int>(bits) - 1);
   std::vector<std::int64_t> result;
-  for (const auto sample : samples)
-    result.push_back(static_cast<std::int64_t>(std::nearbyint(std::min(std::max(sample * scale, -scale), scale - 1))));
+  for (const auto sample : samples) {
+    const auto value = std::isnan(sample) ? 0.0 : std::min(std::max(sample * scale, -scale), scale - 1);
+    result.push_back(static_cast<std::int64_t>(std::nearbyint(value)));
+  }
   return result;
 }
 
@@ -41,6 +43,17 @@ TEST_F(Decode, HeaderlessFormatsHoldTheSamples) {
   }
   EXPECT_EQ(zel({"decode", "--format", "f32", "-o", "out", "a.wav"}).status, 0);
   EXPECT_EQ(floats_of(read("out")), samples);
+}
+
+TEST_F(Decode, WhatIsNoNumberIsSilenceInIntegers) {
+  // In every place of a vector of the processor.
+  std::vector<float> samples;
+  for (int i = 0; i < 40; ++i) samples.push_back(i % 3 == 0 ? NAN : i % 3 == 1 ? -NAN : 0.5f);
+  write("a.wav", float_wav(samples, 8000, 2));
+  for (const unsigned bits : {16u, 24u, 32u})
+    EXPECT_EQ(integers_of(zel({"decode", "--format", "s" + std::to_string(bits), "-o", "-", "a.wav"}).out, bits / 8),
+              as_integers(samples, bits))
+        << bits;
 }
 
 TEST_F(Decode, AWavFileOfEachWidthReadsBack) {
@@ -101,10 +114,33 @@ INSTANTIATE_TEST_SUITE_P(
                     range_case{"Inside", {"--start", "0.5", "--length", "0.25"}, 4000, 2000},
                     range_case{"OneSample", {"--start", "0.5", "--length", "0.000125"}, 4000, 1},
                     range_case{"RoundedToNearest", {"--start", "0.00018"}, 1, 7999},
+                    range_case{"AsAClockShowsIt", {"--start", "0:00.500", "--length", "0:00:00.25"}, 4000, 2000},
                     range_case{"LongerThanThereIs", {"--start", "0.9", "--length", "10"}, 7200, 800},
                     range_case{"PastTheEnd", {"--start", "1.5"}, 8000, 0},
                     range_case{"NoLength", {"--length", "0"}, 0, 0}),
     [](const auto& row) { return row.param.name; });
+
+TEST_F(Decode, StartsAreReadAsClocksToo) {
+  const auto from = [&](const std::string& start) {
+    return zel({"decode", "sweep://20-2000,4000", "-o", "-", "--format", "f32", "--length", "0.01", "--start", start})
+        .out;
+  };
+  const auto wanted = from("3723.25");
+  EXPECT_EQ(wanted.size(), 441u * 4);
+  for (const auto* start : {"1:02:03.25", "62:03.250", "01:02:03.25"}) EXPECT_TRUE(from(start) == wanted) << start;
+  EXPECT_FALSE(from("1:02:03.26") == wanted);
+}
+
+TEST_F(Decode, AnEmptyOutputIsExplained) {
+  write("a.wav", float_wav(ramp(8000)));
+  for (const auto* start : {"1", "1.5", "2:00"}) {
+    const auto result = zel({"decode", "-o", "out.wav", "--start", start, "a.wav"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "zel: a.wav: warning: it ends before --start\n") << start;
+  }
+  EXPECT_EQ(zel({"decode", "-o", "out.wav", "--start", "0.5", "--length", "0", "a.wav"}).err, "");
+  EXPECT_EQ(zel({"decode", "-o", "out.wav", "--start", "0.9999", "a.wav"}).err, "");
+}
 
 TEST_F(Decode, GeneratorsGiveWhatTheirPathSays) {
   EXPECT_EQ(zel({"decode", "tone://1000,1", "-o", "-", "--format", "f32"}).out.size(), 44100u * 4);
@@ -144,6 +180,22 @@ TEST_F(Decode, DirectoriesTakeOneFileForEachPath) {
   EXPECT_EQ(made, (std::vector<std::string>{"one.aif.f32", "one.f32", "tone-440,0.01.f32", "two.f32"}));
   EXPECT_EQ(floats_of(read("out/one.f32")), ramp(10));
   EXPECT_EQ(floats_of(read("out/one.aif.f32")), ramp(30));
+}
+
+TEST_F(Decode, OutputsMayHaveAScheme) {
+  ASSERT_EQ(::mkdir(path("out").c_str(), 0777), 0);
+  const auto wav = float_wav(ramp(10));
+  write("a.wav", wav);
+  EXPECT_EQ(zel({"decode", "--format", "f32", "-o", "file://" + path("out"), "a.wav"}).status, 0);
+  EXPECT_EQ(floats_of(read("out/a.f32")), ramp(10));
+  EXPECT_EQ(zel({"decode", "--format", "f32", "-o", "FILE://" + path("one"), "a.wav"}).status, 0);
+  EXPECT_EQ(floats_of(read("one")), ramp(10));
+  EXPECT_EQ(zel({"decode", "-o", "file://" + path("a.wav"), "a.wav"}).status, 1);
+  EXPECT_EQ(zel({"decode", "-o", ".", "File://" + path("a.wav")}).status, 1);
+  EXPECT_EQ(read("a.wav"), wav);
+  const auto relative = zel({"decode", "-o", "file://out", "a.wav"});
+  EXPECT_EQ(relative.status, 2);
+  EXPECT_TRUE(relative.err.starts_with("zel: -o file://out: ")) << relative.err;
 }
 
 TEST_F(Decode, SourcesAreNeverWrittenOver) {
@@ -193,6 +245,24 @@ TEST_F(Decode, DevicesAreWrittenToAndNotReplaced) {
   EXPECT_TRUE(S_ISCHR(status_of("/dev/null").st_mode));
 }
 
+TEST_F(Decode, AFifoWaitsForItsReader) {
+  ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0666), 0);
+  running_zel child(directory_.path(), {"decode", "--format", "f32", "-o", "fifo", "silence://10"});
+  EXPECT_EQ(read("fifo"), std::string(441'000 * 4 * 2, '\0'));
+  EXPECT_EQ(child.wait().status, 0);
+}
+
+TEST_F(Decode, AnInterruptEndsTheWaitOfAFifo) {
+  ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0666), 0);
+  running_zel child(directory_.path(), {"decode", "--format", "f32", "-o", "fifo", "silence://100000"});
+  // Once there is something to read, the child is on its way to the FIFO's end, or waits there.
+  std::ifstream reader(path("fifo"), std::ios::binary);
+  EXPECT_EQ(reader.get(), 0);
+  child.interrupt(SIGINT);
+  ASSERT_TRUE(child.ends_unread());
+  EXPECT_EQ(child.wait().status, 130);
+}
+
 TEST_F(Decode, SubsongsThatAreNotThereFail) {
   const auto result = zel({"decode", "--subsong", "1", "-o", "out.wav", "tone://440,1"});
   EXPECT_EQ(result.status, 1);
@@ -216,8 +286,9 @@ TEST_P(DecodeInterrupted, LeavesNothingBehind) {
   EXPECT_EQ(read("kept.wav"), "old");
 }
 
-INSTANTIATE_TEST_SUITE_P(All, DecodeInterrupted, testing::Values(SIGINT, SIGTERM),
-                         [](const auto& row) { return row.param == SIGINT ? "Interrupt" : "Terminate"; });
+INSTANTIATE_TEST_SUITE_P(All, DecodeInterrupted, testing::Values(SIGINT, SIGTERM, SIGHUP), [](const auto& row) {
+  return row.param == SIGINT ? "Interrupt" : row.param == SIGTERM ? "Terminate" : "HangUp";
+});
 
 TEST_F(Decode, InterruptingManyEndsThemAll) {
   ASSERT_EQ(::mkdir(path("out").c_str(), 0777), 0);

@@ -208,6 +208,32 @@ TEST_F(Info, OddNamesOfRealFilesAreShownSafely) {
   EXPECT_EQ(json_lines_of(zel({"info", "--json", name}).out).at(0)["path"], "new\nline \x1B[31m\xEF\xBF\xBD.wav");
 }
 
+TEST_F(Info, PathsThatAreNoTextAreThereInBase64) {
+  struct row {
+    std::string path;
+    std::string base64;
+  };
+  // Of each length that the padding tells apart; from base64(1).
+  const std::vector<row> rows{{"\xFF.wav", "/y53YXY="}, {"a\xFE.wav", "Yf4ud2F2"}, {"ab\xC3.wav", "YWLDLndhdg=="}};
+  for (const auto& r : rows) {
+    write(r.path, float_wav(ramp(8)));
+    EXPECT_EQ(json_lines_of(zel({"info", "--json", r.path}).out).at(0)["path_base64"], r.base64);
+    EXPECT_EQ(json_lines_of(zel({"verify", "--json", r.path}).out).at(0)["path_base64"], r.base64);
+    ASSERT_EQ(::unlink(path(r.path).c_str()), 0);
+    EXPECT_EQ(json_lines_of(zel({"info", "--json", r.path}).out).at(0)["path_base64"], r.base64);
+  }
+  EXPECT_FALSE(json_lines_of(zel({"info", "--json", "\xC3\xA9.wav"}).out).at(0).contains("path_base64"));
+}
+
+TEST_F(Info, AListMayBeAFifoThatIsWrittenLater) {
+  ASSERT_EQ(::mkfifo(path("list").c_str(), 0666), 0);
+  running_zel child(directory_.path(), {"info", "--json", "-j", "2", "--files-from", "list"});
+  std::ofstream(path("list")) << "tone://1\ntone://2\n";
+  const auto result = child.wait();
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(lines_of(result.out).size(), 2u);
+}
+
 } // namespace
 
 } // namespace zelmora::test

@@ -66,6 +66,19 @@ TEST_F(Verify, EmptyStreamsAndSingleSamplesCanBeSought) {
   const auto objects = json_lines_of(result.out);
   EXPECT_EQ(objects.at(0)["seeks"]["exact"], 9) << objects[0];
   EXPECT_EQ(objects.at(1)["seeks"]["exact"], 9) << objects[1];
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+}
+
+TEST_F(Verify, AnEmptyFileIsWhole) {
+  write("none.wav", float_wav({}, 22'050, 2));
+  ASSERT_EQ(zel({"decode", "--bits", "16", "-o", "made.wav", "none.wav"}).status, 0);
+  for (const std::string name : {"none.wav", "made.wav"}) {
+    const auto result = zel({"verify", name});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out, name + ": ok: 0 samples, 22050 Hz, 2 channels, MD5 " + pcm_md5({}) + "\n");
+  }
 }
 
 } // namespace

@@ -2,11 +2,14 @@
 
 #include "frame/bytes.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
 #include <poll.h>
 #include <stdexcept>
+#include <sys/prctl.h>
+#include <thread>
 
 namespace zelmora::test {
 
@@ -35,6 +38,11 @@ int input_of(const std::string& content) {
   return descriptor;
 }
 
+/// The child dies with the test: an orphan that decodes without end would fill the disk.
+void die_with(pid_t parent) {
+  if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || ::getppid() != parent) ::_exit(123);
+}
+
 void drain(std::string& into, int& descriptor) {
   char block[65536];
   const auto got = ::read(descriptor, block, sizeof block);
@@ -57,6 +65,8 @@ running_zel::running_zel(const std::string& directory, const std::vector<std::st
   const auto output = make_pipe();
   const auto errors = make_pipe();
   if (setup.close_output_early) ::close(output.read);
+  if (setup.output_capacity > 0) ::fcntl(output.write, F_SETPIPE_SZ, setup.output_capacity);
+  const auto parent = ::getpid();
   child_ = ::fork();
   if (child_ < 0) throw std::runtime_error("no child");
   if (child_ == 0) {
@@ -66,9 +76,11 @@ running_zel::running_zel(const std::string& directory, const std::vector<std::st
     ::dup2(input, STDIN_FILENO);
     ::dup2(setup.output_path.empty() ? output.write : ::open(setup.output_path.c_str(), O_WRONLY | O_CREAT, 0666),
            STDOUT_FILENO);
-    ::dup2(errors.write, STDERR_FILENO);
+    ::dup2(setup.merge_errors ? STDOUT_FILENO : errors.write, STDERR_FILENO);
     constexpr uid_t nobody = 65534;
     if (setup.as_nobody && ::geteuid() == 0 && ::setuid(nobody) != 0) ::_exit(124);
+    die_with(parent); // a change of the user would undo it
+    for (const int descriptor : setup.closed) ::close(descriptor);
     ::execv(ZEL_PROGRAM, argv.data());
     ::_exit(126);
   }
@@ -89,6 +101,30 @@ running_zel::~running_zel() {
 }
 
 void running_zel::interrupt(int number) const { ::kill(child_, number); }
+
+bool running_zel::fill_output() const {
+  siginfo_t ended{};
+  for (;;) {
+    // The pipe's other end anew, and not for long: while it is open the output has no end.
+    pollfd other_end{::open(("/proc/self/fd/" + std::to_string(output_)).c_str(), O_WRONLY | O_CLOEXEC), POLLOUT, 0};
+    const bool is_full = ::poll(&other_end, 1, 0) == 0;
+    ::close(other_end.fd);
+    if (is_full) return true;
+    if (::waitid(P_PID, static_cast<id_t>(child_), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid != 0)
+      return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+}
+
+bool running_zel::ends_unread() const {
+  siginfo_t ended{};
+  for (int i = 0; i < 20'000; ++i) {
+    if (::waitid(P_PID, static_cast<id_t>(child_), &ended, WEXITED | WNOHANG | WNOWAIT) != 0 || ended.si_pid != 0)
+      return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  return false;
+}
 
 zel_result running_zel::wait() {
   zel_result result;

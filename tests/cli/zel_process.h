@@ -24,6 +24,9 @@ struct zel_setup {
   std::string output_path{};       ///< a file to open for standard output, in place of a pipe
   bool as_nobody = false;          ///< without the rights of the superuser, if the test has them
   bool close_output_early = false; ///< the reader of standard output is gone before the child starts
+  std::vector<int> closed{};       ///< standard descriptors that the child starts without
+  int output_capacity = 0;         ///< [bytes] of the pipe; 0 for the system's
+  bool merge_errors = false;       ///< standard error goes where standard output goes
 };
 
 /// A child that is still running.
@@ -35,6 +38,10 @@ class running_zel {
   running_zel& operator=(const running_zel&) = delete;
 
   void interrupt(int number) const;
+  /// Returns when the pipe of standard output takes no more, or false when the child has ended before.
+  bool fill_output() const;
+  /// Whether the child ends by itself within a time that is far beyond what it needs, with its output unread.
+  bool ends_unread() const;
   /// Reads all that is said, and waits for the end.
   zel_result wait();
 
