@@ -26,12 +26,8 @@ test: ## build and run every test
 
 check: ## what must hold before a commit: format, style, layering, headers alone, clang-tidy
 	@tools/install-deps.sh check
-	@tools/check-format
-	@tools/check-style
-	@tools/check-layering
 	$(call configure,dev)
-	$(call compile,dev,header_check)
-	@tools/check-tidy -j $(JOBS) build/dev
+	@tools/check
 
 asan: ## build and run every test under AddressSanitizer and UndefinedBehaviorSanitizer
 	@tools/install-deps.sh test
