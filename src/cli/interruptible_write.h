@@ -22,6 +22,9 @@ int open_for_writing(const std::string& path, const abort_callback& abort);
 class interruptible_writer {
  public:
   interruptible_writer(int descriptor, const abort_callback& abort);
+  ~interruptible_writer();
+  interruptible_writer(const interruptible_writer&) = delete;
+  interruptible_writer& operator=(const interruptible_writer&) = delete;
 
   /// Writes the first of `bytes`, at least one, and returns how many. What there is room for is written even when the
   /// token is set; instead of waiting for room it then raises `exception_aborted`. Other failures are those of the
@@ -31,7 +34,8 @@ class interruptible_writer {
  private:
   int descriptor_;
   const abort_callback& abort_;
-  bool may_block_; ///< a pipe, a socket or a terminal
+  int reopened_ = -1;      ///< the same pipe, not blocking; below 0 when that could not be had
+  bool may_block_ = false; ///< a pipe, a socket or a terminal
 };
 
 } // namespace zelmora::cli

@@ -6,6 +6,7 @@
 #include "frame/input_open.h"
 
 #include <algorithm>
+#include <cmath>
 #include <fmt/compile.h>
 #include <fmt/core.h>
 #include <iterator>
@@ -57,7 +58,7 @@ void append_field(std::string& out, std::string_view name, std::string_view valu
 /// "3:25.040", "1:02:03.500"
 std::string clock_text(double seconds) {
   constexpr double longest = 1e15;
-  const auto milliseconds = static_cast<std::uint64_t>(std::min(seconds, longest) * 1000 + 0.5);
+  const auto milliseconds = static_cast<std::uint64_t>(std::llround(std::min(seconds, longest) * 1000));
   const auto whole = milliseconds / 1000;
   const auto rest = milliseconds % 1000;
   if (whole < 3600) return fmt::format(FMT_COMPILE("{}:{:02}.{:03}"), whole / 60, whole % 60, rest);

@@ -161,11 +161,16 @@ TEST_F(CommandLine, FullDiscOnStandardOutputIsAFailure) {
 TEST_F(CommandLine, AnInterruptEndsTheWaitForAReader) {
   std::string list;
   for (int i = 1; i <= 3000; ++i) list += "tone://" + std::to_string(i) + "\nmissing\n";
-  for (const bool merged : {false, true}) {
+  zel_setup plain{.input = list, .output_capacity = 4096};
+  auto merged = plain;
+  merged.merge_errors = true;
+  // Others than its owner can't open a pipe anew: it is then written to as sockets and terminals are.
+  auto nobody = plain;
+  nobody.as_nobody = true;
+  for (const auto& setup : {plain, merged, nobody}) {
     // Whichever thread it is that writes, there is one that does not take the signal.
     for (const char* jobs : {"1", "2", "4"}) {
-      running_zel child(directory_.path(), {"info", "--json", "-j", jobs, "--files-from", "-"},
-                        {.input = list, .output_capacity = 4096, .merge_errors = merged});
+      running_zel child(directory_.path(), {"info", "--json", "-j", jobs, "--files-from", "-"}, setup);
       ASSERT_TRUE(child.fill_output()) << jobs;
       child.interrupt(SIGINT);
       ASSERT_TRUE(child.ends_unread()) << jobs;
