@@ -18,20 +18,20 @@ class client_impl final : public zelmora_client {
     cfg_var::read_all(in, abort);
     settle_radio_groups();
   }
-  void set_library_path(const char* path, const char* name) override { library_ = {path, name}; }
-  void services_init(bool running) override { running_.store(running); }
+  void set_library_path(const char* path, const char* name) override { library = {path, name}; }
+  void services_init(bool wanted) override { running.store(wanted); }
   bool is_debug() override { return false; }
 
-  library_path library_;
-  std::atomic<bool> running_{false};
+  library_path library;
+  std::atomic<bool> running{false};
 };
 
 client_impl client;
 
 } // namespace
 
-const library_path& get_library_path() { return client.library_; }
-bool services_running() noexcept { return client.running_.load(); }
+const library_path& get_library_path() { return client.library; }
+bool services_running() noexcept { return client.running.load(); }
 zelmora_client& client_instance() { return client; }
 
 } // namespace zelmora

@@ -44,7 +44,7 @@ std::string resolve_missing(std::string path) {
   for (int links = 0; links < most_links; ++links) {
     const auto directory = real_path(parent_directory(path));
     if (directory.empty()) raise_errno(errno);
-    const auto here = join(directory, path.substr(path.rfind('/') + 1));
+    auto here = join(directory, path.substr(path.rfind('/') + 1));
     const auto link = read_link(here);
     if (link.empty()) return here;
     path = link.starts_with('/') ? link : join(directory, link);

@@ -65,7 +65,8 @@ class input_tone : public generator_stubs {
       length_ = static_cast<std::uint64_t>(std::floor(generator::sample_count(seconds, rate_, max_length) + 0.5));
       if (length_ == 0) throw exception_io_data(); // Would be without end.
     }
-    if (frequency_ > rate_ / 2)
+    const std::uint32_t highest = rate_ / 2; // in whole Hz
+    if (frequency_ > highest)
       throw std::runtime_error("Selected sample rate is too low to properly generate this tone");
   }
 

@@ -1,4 +1,5 @@
-// Every seed and every past find of the fuzz targets, fuzz/seeds/EXTENSION/NAME, through the check that the targets run.
+// Every seed and every past find of the fuzz targets, fuzz/seeds/EXTENSION/NAME, through the check that the targets
+// run.
 #include "input_fuzz.h"
 #include "support/fixtures.h"
 #include "support/largest_allocation.h"
@@ -35,7 +36,8 @@ TEST_P(fuzz_replay, gives_audio_or_a_documented_exception) {
 
 INSTANTIATE_TEST_SUITE_P(seeds, fuzz_replay, testing::ValuesIn(list_seeds()), [](const auto& seed) {
   auto name = seed.param.parent_path().filename().string() + "_" + seed.param.filename().string();
-  std::ranges::replace_if(name, [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; }, '_');
+  std::ranges::replace_if(
+      name, [](char c) { return std::isalnum(static_cast<unsigned char>(c)) == 0; }, '_');
   return name;
 });
 

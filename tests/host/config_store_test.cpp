@@ -196,10 +196,10 @@ TEST_F(ConfigStore, WhereItIsKept) {
   const struct {
     const char *chosen, *xdg, *home, *expected;
   } rows[]{
-      {"/chosen", "/xdg", "/home/x", "/chosen"},
-      {"", "/xdg", "/home/x", "/xdg/zelmora"},
-      {"", "relative", "/home/x", "/home/x/.config/zelmora"},
-      {"", "", "/home/x", "/home/x/.config/zelmora"},
+      {"/chosen", "/xdg", "/users/x", "/chosen"},
+      {"", "/xdg", "/users/x", "/xdg/zelmora"},
+      {"", "relative", "/users/x", "/users/x/.config/zelmora"},
+      {"", "", "/users/x", "/users/x/.config/zelmora"},
   };
   EXPECT_EQ(test::run_in_child([&] {
               for (const auto& row : rows) {
