@@ -6,10 +6,12 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <thread>
+#include <unistd.h>
 
 namespace zelmora::test {
 
@@ -43,6 +45,49 @@ void die_with(pid_t parent) {
   if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || ::getppid() != parent) ::_exit(123);
 }
 
+/// What the child runs.
+struct program_files {
+  std::string program = ZEL_PROGRAM;
+  std::string plugin = ZEL_PLUGIN;
+};
+
+/// Copies that another user can reach wherever the build stands: below a private home directory, too.
+class public_copies {
+ public:
+  public_copies() {
+    auto name = (std::filesystem::temp_directory_path() / "zelmora-public-XXXXXX").string();
+    if (::mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary directory");
+    directory_ = name;
+    std::filesystem::permissions(directory_, std::filesystem::perms{0755});
+    files.program = copy(files.program);
+    files.plugin = copy(files.plugin);
+  }
+  ~public_copies() {
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+  }
+  public_copies(const public_copies&) = delete;
+  public_copies& operator=(const public_copies&) = delete;
+
+  program_files files;
+
+ private:
+  std::string copy(const std::filesystem::path& from) const {
+    auto to = directory_ / from.filename();
+    std::filesystem::copy_file(from, to);
+    return to.string();
+  }
+
+  std::filesystem::path directory_;
+};
+
+const program_files& files_for(const zel_setup& setup) {
+  static const program_files own;
+  if (!setup.as_nobody) return own;
+  static const public_copies copies;
+  return copies.files;
+}
+
 void drain(std::string& into, int& descriptor) {
   char block[65536];
   const auto got = ::read(descriptor, block, sizeof block);
@@ -58,7 +103,8 @@ void drain(std::string& into, int& descriptor) {
 
 running_zel::running_zel(const std::string& directory, const std::vector<std::string>& arguments,
                          const zel_setup& setup) {
-  std::vector<char*> argv{const_cast<char*>(ZEL_PROGRAM)};
+  const auto& files = files_for(setup);
+  std::vector<char*> argv{const_cast<char*>(files.program.c_str())};
   for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   const int input = input_of(setup.input);
@@ -70,7 +116,7 @@ running_zel::running_zel(const std::string& directory, const std::vector<std::st
   child_ = ::fork();
   if (child_ < 0) throw std::runtime_error("no child");
   if (child_ == 0) {
-    ::setenv("ZELMORA_PLUGIN", ZEL_PLUGIN, 1);
+    ::setenv("ZELMORA_PLUGIN", files.plugin.c_str(), 1);
     ::setenv("ZELMORA_CONFIG_DIR", (directory + "/.config").c_str(), 1);
     if (::chdir(directory.c_str()) != 0) ::_exit(125);
     ::dup2(input, STDIN_FILENO);
@@ -81,7 +127,7 @@ running_zel::running_zel(const std::string& directory, const std::vector<std::st
     if (setup.as_nobody && ::geteuid() == 0 && ::setuid(nobody) != 0) ::_exit(124);
     die_with(parent); // a change of the user would undo it
     for (const int descriptor : setup.closed) ::close(descriptor);
-    ::execv(ZEL_PROGRAM, argv.data());
+    ::execv(files.program.c_str(), argv.data());
     ::_exit(126);
   }
   ::close(input);
