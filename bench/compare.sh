@@ -87,8 +87,8 @@ row "info of 2,000 WAV : open, read 4 KiB, close" --bar 1.5 -- \
   "$zel" info --files-from "$dir/list" --vs "$bin/plain_open" "$dir/list"
 row "info --json of 2,000 WAV : open, read, close" --bar 1.5 -- \
   "$zel" info --json --files-from "$dir/list" --vs "$bin/plain_open" "$dir/list"
-row "info -j 2 of 2,000 WAV : open, read, close" -- \
-  "$zel" info --json -j 2 --files-from "$dir/list" --vs "$bin/plain_open" "$dir/list"
+row "info -j 1 of 2,000 WAV : open, read, close" -- \
+  "$zel" info -j 1 --files-from "$dir/list" --vs "$bin/plain_open" "$dir/list"
 row "start-up: info of one WAV : /bin/true" -- "$zel" info "$dir/small/0.wav" --vs /bin/true
 if has ffprobe; then
   row "start-up: info of one WAV : ffprobe" -- \

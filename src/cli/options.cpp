@@ -106,11 +106,11 @@ CLI::Option* add_time(CLI::App& app, const char* name, std::optional<double>& va
       ->check(CLI::Validator(is_refused, ""));
 }
 
-void add_input(CLI::App& app, path_arguments& input, unsigned& jobs) {
+void add_input(CLI::App& app, path_arguments& input, unsigned& jobs, const std::string& usual_jobs) {
   app.add_option("--files-from", input.list, "read more paths from FILE, one a line; - is standard input")
       ->type_name("FILE");
   app.add_flag("-0,--null", input.nul_separated, "the paths of --files-from end with a NUL byte, not with a line");
-  add_number(app, "-j,--jobs", jobs, 1u, most_jobs, "work on N files at once");
+  add_number(app, "-j,--jobs", jobs, 1u, most_jobs, ("work on N files at once (" + usual_jobs + ")").c_str());
 }
 
 void require_paths(path_arguments& input, std::vector<std::string> operands) {
@@ -142,7 +142,7 @@ class info_parser : public verb_parser {
   void define(CLI::App& app) override {
     app.add_flag("--json", options_.json, "one JSON object a line for each path");
     app.add_flag("--io-stats", options_.io_statistics, "tell how often and how much was read");
-    add_input(app, options_.input, options_.jobs);
+    add_input(app, options_.input, options_.jobs, "as many as there are processors, up to 4");
   }
   request finish(std::vector<std::string> operands) override {
     require_paths(options_.input, std::move(operands));
@@ -168,7 +168,7 @@ class decode_parser : public verb_parser {
     add_time(app, "--start", start_, "begin so far into the track, to the sample: seconds, or [H:]M:SS");
     add_time(app, "--length", options_.length, "stop after that time, to the sample");
     app.add_flag("--no-postprocess", no_postprocess_, "leave coded streams that are carried in PCM as they are");
-    add_input(app, options_.input, options_.jobs);
+    add_input(app, options_.input, options_.jobs, "1");
   }
 
   request finish(std::vector<std::string> operands) override {
@@ -213,7 +213,7 @@ class verify_parser : public verb_parser {
                "where the random positions start (1)")
         ->type_name("K");
     app.add_flag("--json", options_.json, "one JSON object a line for each subsong");
-    add_input(app, options_.input, options_.jobs);
+    add_input(app, options_.input, options_.jobs, "1");
   }
   request finish(std::vector<std::string> operands) override {
     require_paths(options_.input, std::move(operands));

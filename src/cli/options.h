@@ -40,7 +40,7 @@ struct formats_options {
 
 struct info_options {
   path_arguments input;
-  unsigned jobs = 1;
+  unsigned jobs = 0; ///< 0: as many as suit the machine
   bool json = false;
   bool io_statistics = false;
 };

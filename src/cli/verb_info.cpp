@@ -4,12 +4,16 @@
 #include "cli/warning_log.h"
 #include "cli/worker_pool.h"
 #include "frame/input_open.h"
+#include "frame/text.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <fmt/compile.h>
 #include <fmt/core.h>
 #include <iterator>
+#include <thread>
 
 namespace zelmora::cli {
 
@@ -44,9 +48,24 @@ void describe(media_description& media, service_ptr_t<warning_log>& log, abort_c
 
 /// Names up to this long share one column; the value of a longer one follows after a blank.
 constexpr std::size_t name_column = 20;
+constexpr std::size_t indent = 2;
 
 void append_field(std::string& out, std::string_view name, std::string_view value) {
-  out += "  ";
+  constexpr std::size_t value_start = indent + name_column;
+  constexpr std::size_t usual_width = 64;
+  if (name.size() < name_column && value.size() < usual_width - value_start) {
+    // Nearly every line: laid out in place.
+    std::array<char, usual_width> line;
+    line.fill(' ');
+    std::memcpy(line.data() + indent, name.data(), name.size());
+    std::memcpy(line.data() + value_start, value.data(), value.size());
+    if (is_printable_ascii({line.data(), line.size()})) {
+      line[value_start + value.size()] = '\n';
+      out.append(line.data(), value_start + value.size() + 1);
+      return;
+    }
+  }
+  out.append(indent, ' ');
   const auto start = out.size();
   append_display(out, name);
   const auto shown = out.size() - start;
@@ -61,7 +80,10 @@ std::string clock_text(double seconds) {
   const auto milliseconds = static_cast<std::uint64_t>(std::llround(std::min(seconds, longest) * 1000));
   const auto whole = milliseconds / 1000;
   const auto rest = milliseconds % 1000;
-  if (whole < 3600) return fmt::format(FMT_COMPILE("{}:{:02}.{:03}"), whole / 60, whole % 60, rest);
+  if (whole < 3600) {
+    std::array<char, 16> text;
+    return {text.data(), fmt::format_to(text.data(), FMT_COMPILE("{}:{:02}.{:03}"), whole / 60, whole % 60, rest)};
+  }
   return fmt::format("{}:{:02}:{:02}.{:03}", whole / 3600, whole / 60 % 60, whole % 60, rest);
 }
 
@@ -87,7 +109,11 @@ void append_text(std::string& out, const media_description& media) {
   append_display(out, media.path);
   out += '\n';
   append_field(out, "input", media.input);
-  if (media.size) append_field(out, "size", fmt::format(FMT_COMPILE("{} bytes"), *media.size));
+  if (media.size) {
+    std::array<char, 32> text;
+    const auto* const end = fmt::format_to(text.data(), FMT_COMPILE("{} bytes"), *media.size);
+    append_field(out, "size", {text.data(), end});
+  }
   for (const auto& entry : media.subsongs) {
     if (media.subsongs.size() > 1) fmt::format_to(std::back_inserter(out), " subsong {}\n", entry.subsong);
     append_subsong(out, entry.info);
@@ -99,11 +125,15 @@ void append_text(std::string& out, const media_description& media) {
   out += '\n';
 }
 
+/// Describing a file is mostly waiting for the system, of which a few threads at once get the most.
+unsigned usual_jobs() { return std::clamp(std::thread::hardware_concurrency(), 1u, 4u); }
+
 } // namespace
 
 exit_status run_info(const info_options& options, program_context& context) {
   path_list paths(options.input, context.abort);
-  return work_on_paths(paths, options.jobs, context.out, [&](const std::string& path, std::size_t, outcome& result) {
+  const auto jobs = options.jobs != 0 ? options.jobs : usual_jobs();
+  return work_on_paths(paths, jobs, context.out, [&](const std::string& path, std::size_t, outcome& result) {
     media_description media;
     media.path = path;
     try {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <unordered_map>
 #include <utility>
 
@@ -21,7 +21,10 @@ const std::string* file_info::info_get(std::string_view name) const {
   return field == npos ? nullptr : &info_enum_value(field);
 }
 
-void file_info::info_set_int(std::string_view name, std::int64_t value) { info_set(name, std::to_string(value)); }
+void file_info::info_set_int(std::string_view name, std::int64_t value) {
+  const fmt::format_int text(value);
+  info_set(name, {text.data(), text.size()});
+}
 
 std::int64_t file_info::info_get_int(std::string_view name) const {
   const auto* text = info_get(name);
@@ -192,7 +195,9 @@ void file_info_impl::info_set(std::string_view name, std::string_view value) {
     return;
   }
   if (info_.empty()) info_.reserve(usual_fields);
-  info_.push_back({std::string(name), std::string(value)});
+  auto& added = info_.emplace_back();
+  added.name = name;
+  added.value = value;
 }
 
 void file_info_impl::info_remove(std::string_view name) {

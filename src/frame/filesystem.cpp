@@ -13,10 +13,12 @@ constexpr double retry_interval = 0.05; // [s]
 /// The first service for which `answers` holds, or null. Runs for every path, so it walks no further than it must.
 template <class Predicate>
 service_ptr_t<filesystem> find_filesystem(Predicate answers) {
-  const auto walk = services().enumerate(filesystem::class_guid);
-  for (service_ptr_t<service_base> item; walk->next(item);)
-    if (auto* const service = static_cast<filesystem*>(item.get()); answers(*service)) return service;
-  return nullptr;
+  service_ptr_t<filesystem> found;
+  for_each_service<filesystem>([&](service_ptr_t<filesystem> service) {
+    if (answers(*service)) found = std::move(service);
+    return !found;
+  });
+  return found;
 }
 } // namespace
 

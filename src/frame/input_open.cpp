@@ -27,11 +27,14 @@ struct candidate {
 /// The candidates in the order of trying: ordinary merit before low, then the host's order.
 std::vector<candidate> list_candidates(std::string_view path) {
   const auto extension = path_extension(path);
+  constexpr std::size_t usual_count = 40;
   std::vector<candidate> result;
-  for (auto& entry : enumerate_services<input_entry>()) {
+  result.reserve(usual_count);
+  for_each_service<input_entry>([&](service_ptr_t<input_entry> entry) {
     const unsigned claim = entry->is_our_path(path, extension) ? claim_path : claim_none;
     result.push_back({std::move(entry), claim, nullptr});
-  }
+    return true;
+  });
   std::stable_partition(result.begin(), result.end(), [](const candidate& c) { return !c.entry->is_low_merit(); });
   return result;
 }

@@ -202,13 +202,22 @@ void set_services(zelmora_services* services) noexcept;
 /// The host's access object. A call before the module is attached is a bug check.
 zelmora_services& services();
 
+/// Hands every service of class `T` to `visit`, in the host's order, for as long as that answers true.
+template <class T, class Visit>
+void for_each_service(Visit visit) {
+  const auto walk = services().enumerate(T::class_guid);
+  for (service_ptr_t<service_base> item; walk->next(item);)
+    if (!visit(service_ptr_t<T>(static_cast<T*>(item.get())))) return;
+}
+
 /// All services of class `T`, in the host's order.
 template <class T>
 std::vector<service_ptr_t<T>> enumerate_services() {
   std::vector<service_ptr_t<T>> result;
-  auto walk = services().enumerate(T::class_guid);
-  service_ptr_t<service_base> item;
-  while (walk->next(item)) result.emplace_back(static_cast<T*>(item.get()));
+  for_each_service<T>([&](service_ptr_t<T> service) {
+    result.push_back(std::move(service));
+    return true;
+  });
   return result;
 }
 

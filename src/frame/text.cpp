@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <cstring>
 #include <fmt/core.h>
 #include <utf8proc.h>
 
@@ -85,10 +87,21 @@ bool is_valid_utf8(std::string_view text) {
 }
 
 bool is_printable_ascii(std::string_view text) {
-  // No early exit: so the compiler takes many characters at a time, and most texts are printable to the end.
-  unsigned others = 0;
-  for (const char c : text) others |= static_cast<unsigned>(static_cast<unsigned char>(c - 0x20) > 0x7E - 0x20);
-  return others == 0;
+  // Eight characters at a time: the top bit of a byte says that it is above 0x7F, below 0x20 (by borrowing) or 0x7F. A
+  // borrow or a carry spoils only the byte above one that is marked already.
+  constexpr std::uint64_t each = 0x0101010101010101;
+  constexpr std::size_t width = sizeof(std::uint64_t);
+  std::uint64_t marks = 0;
+  const auto mark = [&marks](const char* from) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, from, width);
+    marks |= word | (word - 0x20 * each) | (word + each);
+  };
+  if (text.size() < width) return std::ranges::all_of(text, [](char c) { return c >= 0x20 && c <= 0x7E; });
+  const char* const last = text.data() + text.size() - width;
+  for (const char* at = text.data(); at < last; at += width) mark(at);
+  mark(last);
+  return (marks & 0x80 * each) == 0;
 }
 
 namespace {

@@ -19,6 +19,9 @@ namespace {
 /// The kernel moves no more than this in one call (read(2), NOTES).
 constexpr std::size_t largest_transfer = 0x7ffff000;
 
+/// A closed file's small buffer, for the thread's next: whoever describes thousands of files allocates one.
+thread_local std::unique_ptr<std::byte[]> spare_buffer;
+
 constexpr std::size_t round_up(std::size_t value, std::size_t step) { return (value + step - 1) / step * step; }
 
 off_t as_offset(std::uint64_t position) {
@@ -37,7 +40,10 @@ std::uint64_t timestamp_of(const struct stat& status) noexcept {
   return static_cast<std::uint64_t>(seconds * steps_per_second + status.st_mtim.tv_nsec / 100);
 }
 
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): see the buffer's declaration
+local_file::~local_file() {
+  if (small_buffer_) spare_buffer = std::move(small_buffer_);
+}
+
 local_file::local_file(open_descriptor opened, file_access access) noexcept
     : fd_(std::move(opened.fd)), access_(access), size_(static_cast<std::uint64_t>(opened.status.st_size)),
       timestamp_(timestamp_of(opened.status)) {}
@@ -94,6 +100,8 @@ void local_file::fill_buffer(std::size_t wanted, abort_callback& abort) {
   buffer_length_ = 0;
   if (bytes > first_window && !large_buffer_)
     large_buffer_ = std::make_unique_for_overwrite<std::byte[]>(largest_window);
+  if (!large_buffer_ && !small_buffer_)
+    small_buffer_ = spare_buffer ? std::move(spare_buffer) : std::make_unique_for_overwrite<std::byte[]>(first_window);
   do {
     abort.check();
     const auto got = read_system(buffer() + buffer_length_, bytes - buffer_length_, start + buffer_length_);

@@ -11,7 +11,6 @@
 #include "frame/file.h"
 #include "host/open_descriptor.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -26,6 +25,7 @@ enum class file_access { read_only, read_write, collected_writes };
 class local_file : public zelmora_io::file_v2 {
  public:
   local_file(open_descriptor opened, file_access access) noexcept;
+  ~local_file() override;
 
   std::size_t read(void* buffer, std::size_t bytes, abort_callback& abort) override;
   void write(const void* buffer, std::size_t bytes, abort_callback& abort) override;
@@ -51,7 +51,7 @@ class local_file : public zelmora_io::file_v2 {
   std::size_t take_buffered(std::byte* out, std::size_t bytes) noexcept;
   std::size_t read_missing(std::byte* out, std::size_t bytes, abort_callback& abort);
   void fill_buffer(std::size_t wanted, abort_callback& abort);
-  std::byte* buffer() noexcept { return large_buffer_ ? large_buffer_.get() : small_buffer_.data(); }
+  std::byte* buffer() noexcept { return large_buffer_ ? large_buffer_.get() : small_buffer_.get(); }
   std::size_t read_system(std::byte* out, std::size_t bytes, std::uint64_t offset);
   std::size_t write_system(const std::byte* data, std::size_t bytes, std::uint64_t offset);
   void write_through(const std::byte* data, std::size_t bytes, abort_callback& abort);
@@ -78,8 +78,8 @@ class local_file : public zelmora_io::file_v2 {
   std::size_t collected_length_ = 0;
   std::uint64_t collected_start_ = 0;
 
-  // Last, and left uninitialised: most files are described from their first few kilobytes, without the large buffer.
-  std::array<std::byte, first_window> small_buffer_;
+  // Most files are described from their first few kilobytes, without the large buffer.
+  std::unique_ptr<std::byte[]> small_buffer_;
 };
 
 } // namespace zelmora::host
