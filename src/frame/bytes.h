@@ -162,6 +162,13 @@ class be_reader : public byte_reader<std::endian::big> {
   std::uint64_t be64() { return read<std::uint64_t>(); }
 };
 
+/// Four characters as the big-endian number that they make: how chunk and frame names are compared.
+consteval std::uint32_t fourcc(const char (&name)[5]) {
+  std::uint32_t result = 0;
+  for (int i = 0; i < 4; ++i) result = result << 8 | static_cast<unsigned char>(name[i]);
+  return result;
+}
+
 /// Whether `data` begins with the characters of `prefix`.
 inline bool starts_with(std::span<const std::byte> data, std::string_view prefix) noexcept {
   return data.size() >= prefix.size() && std::memcmp(data.data(), prefix.data(), prefix.size()) == 0;

@@ -4,8 +4,9 @@
 #include "frame/text.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <unordered_map>
 #include <utility>
 
@@ -22,8 +23,9 @@ const std::string* file_info::info_get(std::string_view name) const {
 }
 
 void file_info::info_set_int(std::string_view name, std::int64_t value) {
-  const fmt::format_int text(value);
-  info_set(name, {text.data(), text.size()});
+  std::array<char, std::numeric_limits<std::int64_t>::digits10 + 2> text;
+  const auto end = std::to_chars(text.data(), text.data() + text.size(), value).ptr;
+  info_set(name, {text.data(), end});
 }
 
 std::int64_t file_info::info_get_int(std::string_view name) const {
