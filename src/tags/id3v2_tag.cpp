@@ -1,0 +1,178 @@
+#include "tags/id3v2_tag.h"
+
+#include "frame/replaygain_text.h"
+#include "frame/text.h"
+#include "tags/id3v2_writing.h"
+#include "tags/soundcheck.h"
+#include "tags/tag_settings.h"
+
+#include <algorithm>
+#include <fmt/core.h>
+
+namespace zelmora {
+
+using id3parser::tag;
+using zelmora_io::exception_io_data;
+
+namespace {
+
+id3v2_context configured_context(unsigned version) {
+  return {version, id3parser::strictness::lenient, id3v2_maps_tpe2_to_album_artist()};
+}
+
+bool has_a_row(std::uint32_t id) { return find_id3v2_row(id) != nullptr; }
+
+/// All that a tag says, the album artist of a compilation included.
+field_map read_all_fields(const tag& source) {
+  auto fields = read_frame_fields(source.frames, configured_context(source.version));
+  if (const auto artist = implied_album_artist(fields); !artist.empty())
+    fields.insert_or_assign("album artist", std::vector<std::string>{std::string(artist)});
+  return fields;
+}
+
+std::optional<std::string> find_comment(const tag& source, std::string_view description) {
+  for (const auto& f : source.frames)
+    if (auto text = comment_text(f, description)) return text;
+  return std::nullopt;
+}
+
+// --- from file_info ----------------------------------------------------------------------------------------------------
+
+std::string_view without_alias(std::string_view name) {
+  const auto found = std::ranges::find_if(field_aliases, [&](const field_alias& row) { return ascii_equal(row.alias, name); });
+  return found == field_aliases.end() ? name : found->field;
+}
+
+void add_meta_fields(field_map& out, const file_info& info) {
+  for (std::size_t i = 0; i < info.meta_get_count(); ++i) {
+    const auto name = without_alias(info.meta_enum_name(i));
+    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) {
+      const auto& value = info.meta_enum_value(i, n);
+      if (!value.empty()) out[std::string(name)].push_back(value);
+    }
+  }
+}
+
+void add_gain_fields(field_map& out, const replaygain_info& gains) {
+  using namespace replaygain_field;
+  for (const auto name : {album_gain, album_peak, track_gain, track_peak})
+    if (auto text = get_replaygain_field(gains, name); !text.empty())
+      out.insert_or_assign(std::string(name), std::vector<std::string>{std::move(text)});
+}
+
+/// The SoundCheck comment to be written; nothing when the old one, if any, stands.
+std::string wanted_soundcheck(const file_info& info) {
+  const auto request = info.info_get_int(soundcheck_field::user_option);
+  const auto source = request == 1   ? soundcheck_source::track_gain
+                      : request == 2 ? soundcheck_source::album_gain
+                                     : get_soundcheck_source();
+  auto text = compute_soundcheck(info.get_replaygain(), source);
+  if (!text.empty()) return text;
+  const auto* const kept = info.info_get(soundcheck_field::raw);
+  return kept == nullptr ? std::string() : *kept;
+}
+
+bool clears_soundcheck(const file_info& info) { return info.info_find(soundcheck_field::clear) != file_info::npos; }
+
+field_map fields_of(const file_info& info) {
+  field_map result;
+  add_meta_fields(result, info);
+  add_gain_fields(result, info.get_replaygain());
+  if (!clears_soundcheck(info))
+    if (auto text = wanted_soundcheck(info); !text.empty())
+      result.insert_or_assign(std::string(soundcheck_comment_field), std::vector<std::string>{std::move(text)});
+  return result;
+}
+
+// --- writing -----------------------------------------------------------------------------------------------------------
+
+tag parse_or_nothing(std::span<const std::byte> old_tag) {
+  if (old_tag.empty()) return {};
+  try {
+    return id3parser::parse(old_tag);
+  } catch (const id3parser::parseError&) {
+    return {}; // what can't be read is replaced
+  }
+}
+
+unsigned choose_version(unsigned requested, unsigned old_version) {
+  if (requested == 3 || requested == 4) return requested;
+  return old_version == 3 || old_version == 4 ? old_version : get_id3v2_write_version();
+}
+
+/// Whether `old` says `wanted` already, to the last value.
+bool says_already(const tag& old, field_map wanted, const file_info& info) {
+  const auto found = wanted.find(soundcheck_comment_field);
+  const auto soundcheck = found == wanted.end() ? std::nullopt : std::optional(found->second.front());
+  const auto old_soundcheck = find_comment(old, soundcheck_comment);
+  if (clears_soundcheck(info) ? old_soundcheck.has_value() : soundcheck && soundcheck != old_soundcheck) return false;
+  if (found != wanted.end()) wanted.erase(found);
+  // Gains are compared as they are written: two texts of one value don't differ.
+  auto fields = read_all_fields(old);
+  replaygain_info gains;
+  std::erase_if(fields, [&](const auto& entry) { return set_replaygain_field(gains, entry.first, entry.second.front()); });
+  add_gain_fields(fields, gains);
+  return std::ranges::equal(fields, wanted, [](const auto& a, const auto& b) {
+    return ascii_equal(a.first, b.first) && a.second == b.second;
+  });
+}
+
+std::vector<std::byte> write_frames(const tag& made, std::uint64_t old_size, id3v2_padding padding) {
+  if (made.frames.empty()) return {};
+  const bool may_pad = padding == id3v2_padding::configured && id3v2_uses_padding();
+  try {
+    return id3parser::serialize(made, old_size, may_pad ? id3parser::usual_padding_limit : 0);
+  } catch (const id3parser::writeError& failure) {
+    throw exception_io_data(failure.what());
+  }
+}
+
+} // namespace
+
+std::uint64_t id3v2_tag_size(std::span<const std::byte> header) {
+  constexpr std::byte high_bit{0x80};
+  constexpr std::byte unknown_flags{0x0F};
+  constexpr std::byte footer_flag{0x10};
+  if (header.size() < id3v2_header_size || !starts_with(header, "ID3") || (header[5] & unknown_flags) != std::byte{0})
+    return 0;
+  std::uint64_t size = 0;
+  for (const auto byte : header.subspan(6, 4)) {
+    if ((byte & high_bit) != std::byte{0}) return 0;
+    size = size << 7 | std::to_integer<std::uint64_t>(byte);
+  }
+  return size + id3v2_header_size + ((header[5] & footer_flag) != std::byte{0} ? id3v2_header_size : 0);
+}
+
+void read_id3v2(std::span<const std::byte> data, file_info& info) {
+  tag source;
+  try {
+    source = id3parser::parse(data, has_a_row);
+  } catch (const id3parser::parseError& failure) {
+    throw exception_io_data(failure.what());
+  }
+  auto gains = info.get_replaygain();
+  for (const auto& [name, values] : read_all_fields(source)) {
+    if (set_replaygain_field(gains, name, values.front()) || !file_info::is_valid_field_name(name)) continue;
+    for (const auto& value : values) info.meta_add(name, value);
+  }
+  info.set_replaygain(gains);
+  if (const auto text = find_comment(source, soundcheck_comment)) import_soundcheck(*text, info);
+  info.info_set(info_field::tagtype, fmt::format("id3v2.{}", source.version));
+}
+
+std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint64_t old_size, const file_info& info,
+                                   const id3v2_write_options& options) {
+  auto made = parse_or_nothing(old_tag);
+  const auto version = choose_version(options.version, made.version);
+  auto fields = fields_of(info);
+  if (made.version == version && old_tag.size() == old_size && says_already(made, fields, info))
+    return {old_tag.begin(), old_tag.end()};
+  if (clears_soundcheck(info))
+    std::erase_if(made.frames, [](const auto& f) { return comment_text(f, soundcheck_comment).has_value(); });
+  if (made.version == 0) made.version = version;
+  set_version(made, version);
+  rebuild_frames(made, std::move(fields), configured_context(version), configured_frame_options(version));
+  return write_frames(made, old_size, options.padding);
+}
+
+} // namespace zelmora

@@ -1,0 +1,55 @@
+// The tags of an untyped byte stream: ID3v2 at the head; APE, Lyrics3 and ID3v1 at the tail. What inputs call.
+#pragma once
+
+#include "frame/file.h"
+#include "frame/file_info.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace zelmora {
+
+/// The kinds that a file may be given, as a sum.
+enum class tag_kinds : std::uint32_t { none = 0, id3v1 = 1, id3v2 = 2, ape = 4 };
+constexpr tag_kinds operator|(tag_kinds a, tag_kinds b) {
+  return static_cast<tag_kinds>(static_cast<std::uint32_t>(a) | static_cast<std::uint32_t>(b));
+}
+constexpr bool has_kind(tag_kinds kinds, tag_kinds one) {
+  return (static_cast<std::uint32_t>(kinds) & static_cast<std::uint32_t>(one)) != 0;
+}
+
+/// The ID3v2 tags that a stream begins with.
+struct id3v2_zone {
+  std::uint64_t size = 0; ///< [bytes]
+  std::size_t count = 0;  ///< only the first is ever parsed
+};
+
+/// Every operation raises what the stream raises, `exception_aborted` included. A damaged tag counts as absent.
+class tag_processor {
+ public:
+  /// Finds the tags at the head and leaves the stream right behind them.
+  static id3v2_zone skip_id3v2(zelmora_io::file& source, abort_callback& abort);
+
+  /// Adds what the first ID3v2 tag says. Raises `exception_tag_not_found`; `exception_io_data` for a damaged tag.
+  static void read_id3v2(zelmora_io::file& source, file_info& info, abort_callback& abort);
+  /// Adds what the tags of the tail say, and answers where they begin. Raises `exception_tag_not_found`.
+  static std::uint64_t read_trailing(zelmora_io::file& source, file_info& info, abort_callback& abort);
+  /// Fills `info` from both ends: ID3v2 before APE before ID3v1. Raises `exception_tag_not_found`.
+  static void read(zelmora_io::file& source, file_info& info, abort_callback& abort);
+
+  /// Makes `kinds` the tags of `target`, all of them saying `info`. The object at `path` holds the old bytes or the new at
+  /// every moment; `target` is open on it afterwards. With no path, or one that can't be replaced, the bytes are moved
+  /// within `target`. Nothing is written when nothing changes.
+  static void write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
+                    abort_callback& abort);
+  static void remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort);
+  static void remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort);
+  static void remove_all(file_ptr& target, std::string_view path, abort_callback& abort);
+};
+
+/// The kinds with which an MP3 file whose tags read as `current` is to say `info`: those it has; for a file without, the
+/// configured scheme.
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info);
+
+} // namespace zelmora
