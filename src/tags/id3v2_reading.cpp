@@ -171,7 +171,7 @@ class frame_reader {
   static std::string normalise_genre(std::string_view text) {
     if (!text.starts_with('(')) {
       if (text.empty() || !std::ranges::all_of(text, is_digit)) return std::string(text);
-      const auto name = genre_name(text);
+      const auto name = numbered_genre(text);
       return std::string(name.empty() ? text : name);
     }
     if (text.starts_with("((")) return std::string(text.substr(1));
@@ -180,13 +180,13 @@ class frame_reader {
     const auto close = text.find(')');
     const auto inner = text.substr(1, close == std::string_view::npos ? close : close - 1);
     const auto digits = inner.substr(0, static_cast<std::size_t>(std::ranges::find_if_not(inner, is_digit) - inner.begin()));
-    return std::string(genre_name(digits));
+    return std::string(numbered_genre(digits));
   }
 
   /// The name of a genre number that ID3v2 frames may refer to; empty for others.
-  static std::string_view genre_name(std::string_view digits) {
+  static std::string_view numbered_genre(std::string_view digits) {
     const auto number = parse_integer(digits);
-    return number && *number >= 0 ? id3v2_genre_name(static_cast<std::uint64_t>(*number)) : std::string_view();
+    return number && *number >= 0 ? genre_name(id3v2_genres, static_cast<std::uint64_t>(*number)) : std::string_view();
   }
 
   void read_described() {

@@ -62,17 +62,17 @@ void add_gain_fields(field_map& out, const replaygain_info& gains) {
 
 /// The SoundCheck comment to be written; nothing when the old one, if any, stands.
 std::string wanted_soundcheck(const file_info& info) {
-  const auto request = info.info_get_int(soundcheck_field::user_option);
+  const auto request = info.info_get_int(info_field::soundcheck_user_option);
   const auto source = request == 1   ? soundcheck_source::track_gain
                       : request == 2 ? soundcheck_source::album_gain
                                      : get_soundcheck_source();
-  auto text = compute_soundcheck(info.get_replaygain(), source);
+  auto text = make_itunnorm(info.get_replaygain(), source, get_soundcheck_target());
   if (!text.empty()) return text;
-  const auto* const kept = info.info_get(soundcheck_field::raw);
+  const auto* const kept = info.info_get(info_field::itunnorm);
   return kept == nullptr ? std::string() : *kept;
 }
 
-bool clears_soundcheck(const file_info& info) { return info.info_find(soundcheck_field::clear) != file_info::npos; }
+bool clears_soundcheck(const file_info& info) { return info.info_find(info_field::soundcheck_clear) != file_info::npos; }
 
 field_map fields_of(const file_info& info) {
   field_map result;
@@ -156,7 +156,7 @@ void read_id3v2(std::span<const std::byte> data, file_info& info) {
     for (const auto& value : values) info.meta_add(name, value);
   }
   info.set_replaygain(gains);
-  if (const auto text = find_comment(source, soundcheck_comment)) import_soundcheck(*text, info);
+  if (const auto text = find_comment(source, soundcheck_comment)) import_itunnorm(info, *text);
   info.info_set(info_field::tagtype, fmt::format("id3v2.{}", source.version));
 }
 

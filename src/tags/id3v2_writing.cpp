@@ -2,7 +2,6 @@
 
 #include "frame/replaygain_text.h"
 #include "frame/text.h"
-#include "tags/soundcheck.h"
 #include "tags/tag_settings.h"
 #include "tags/text_encoding.h"
 

@@ -1,6 +1,7 @@
 #include "tags/tag_merge.h"
 
 #include "frame/text.h"
+#include "tags/soundcheck.h"
 
 #include <algorithm>
 
@@ -8,10 +9,8 @@ namespace zelmora {
 
 namespace {
 
-/// Technical fields that begin so pass from tag to tag.
-constexpr std::string_view soundcheck_prefix = "Apple SoundCheck";
-
-bool is_soundcheck_field(std::string_view name) { return has_prefix_utf8(name, soundcheck_prefix); }
+/// Technical fields that pass from tag to tag.
+bool is_soundcheck_field(std::string_view name) { return has_prefix_utf8(name, info_field::soundcheck_prefix); }
 
 void add_unset_gains(file_info& out, const replaygain_info& more) {
   auto gains = out.get_replaygain();

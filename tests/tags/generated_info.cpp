@@ -27,6 +27,9 @@ std::string encode(char32_t c) {
   return out;
 }
 
+/// The float nearest to a decimal fraction.
+float decimal(std::size_t number, double steps) { return static_cast<float>(static_cast<double>(number) / steps); }
+
 } // namespace
 
 meta_list list_meta(const file_info& info) {
@@ -65,10 +68,10 @@ std::string info_generator::tame_text() {
 
 replaygain_info info_generator::gains() {
   replaygain_info result;
-  if (below(2) == 0) result.track_gain = static_cast<float>(below(4000)) / 100 - 20;
-  if (below(2) == 0) result.album_gain = static_cast<float>(below(4000)) / 100 - 20;
-  if (below(2) == 0) result.track_peak = static_cast<float>(below(1500)) / 1000;
-  if (below(2) == 0) result.album_peak = static_cast<float>(below(1500)) / 1000;
+  if (below(2) == 0) result.track_gain = decimal(below(4000), 100);
+  if (below(2) == 0) result.album_gain = -decimal(below(4000), 100);
+  if (below(2) == 0) result.track_peak = decimal(below(1500), 1000);
+  if (below(2) == 0) result.album_peak = decimal(below(1500), 1000);
   return result;
 }
 

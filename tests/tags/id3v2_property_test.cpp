@@ -8,7 +8,7 @@
 namespace zelmora::test {
 namespace {
 
-constexpr unsigned seeds = 300;
+constexpr unsigned seeds = 100;
 
 file_info_impl read_back(const bytes& data) {
   file_info_impl result;

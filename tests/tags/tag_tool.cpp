@@ -76,7 +76,9 @@ void write(const std::vector<std::string>& arguments, abort_callback& abort) {
 int main(int argc, char** argv) try {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   if (arguments.size() < 2) return 2;
-  zelmora::host::host_instance host{{}};
+  host::host_options options;
+  options.plugin_path = "none";
+  host::host_instance host(options);
   abort_callback_dummy abort;
   const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
   if (arguments[0] == "show")
