@@ -1,0 +1,70 @@
+#include "id3v2_check.h"
+
+#include "frame/exceptions.h"
+#include "tags/id3v2_tag.h"
+
+#include <optional>
+
+namespace zelmora::fuzz {
+
+namespace {
+
+using bytes = std::vector<std::byte>;
+
+std::optional<file_info_impl> read(std::span<const std::byte> data) {
+  file_info_impl info;
+  try {
+    read_id3v2(data, info);
+  } catch (const zelmora_io::exception_io_data&) {
+    return std::nullopt;
+  }
+  return info;
+}
+
+bool say_the_same(const file_info& a, const file_info& b) {
+  if (a.meta_get_count() != b.meta_get_count() || a.get_replaygain() != b.get_replaygain()) return false;
+  for (std::size_t i = 0; i < a.meta_get_count(); ++i) {
+    const auto other = b.meta_find(a.meta_enum_name(i));
+    if (other == file_info::npos || a.meta_enum_value_count(i) != b.meta_enum_value_count(other)) return false;
+    for (std::size_t n = 0; n < a.meta_enum_value_count(i); ++n)
+      if (a.meta_enum_value(i, n) != b.meta_enum_value(other, n)) return false;
+  }
+  return true;
+}
+
+/// `info` as a tag of `version`, read back. Nothing to say makes no tag.
+std::optional<file_info_impl> round(const file_info& info, unsigned version) {
+  const auto written = write_id3v2({}, 0, info, {version});
+  return written.empty() ? file_info_impl() : read(written);
+}
+
+/// What a version can't hold as it stands settles within two rounds.
+std::string check_rounds(const file_info& info, unsigned version) {
+  const auto first = round(info, version);
+  const auto second = first ? round(*first, version) : std::nullopt;
+  const auto third = second ? round(*second, version) : std::nullopt;
+  if (!third) return "a tag of ours can't be read";
+  return say_the_same(*second, *third) ? "" : "a tag of ours doesn't settle";
+}
+
+} // namespace
+
+std::string check_id3v2(std::span<const std::byte> data) {
+  const auto info = read(data);
+  if (!info) {
+    // A damaged tag is no reason not to write a new one over it.
+    file_info_impl wanted;
+    wanted.meta_set("title", "x");
+    const auto replaced = read(write_id3v2(data, data.size(), wanted));
+    return replaced && say_the_same(*replaced, wanted) ? "" : "a damaged tag isn't replaced";
+  }
+  const auto size = std::min<std::uint64_t>(id3v2_tag_size(data), data.size());
+  const auto tag = data.first(size);
+  if (const auto saved = write_id3v2(tag, tag.size(), *info); saved.size() > tag.size() * 4 + 65536)
+    return "a saved tag is far larger than it was";
+  for (const unsigned version : {3u, 4u})
+    if (auto wrong = check_rounds(*info, version); !wrong.empty()) return wrong;
+  return {};
+}
+
+} // namespace zelmora::fuzz
