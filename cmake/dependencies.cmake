@@ -3,6 +3,7 @@
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 find_package(fmt REQUIRED)
+find_package(ZLIB REQUIRED)
 pkg_check_modules(UTF8PROC REQUIRED IMPORTED_TARGET libutf8proc)
 pkg_check_modules(LIBMD REQUIRED IMPORTED_TARGET libmd)
 find_package(CLI11 REQUIRED)

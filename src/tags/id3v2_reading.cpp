@@ -186,7 +186,7 @@ class frame_reader {
   /// The name of a genre number that ID3v2 frames may refer to; empty for others.
   static std::string_view numbered_genre(std::string_view digits) {
     const auto number = parse_integer(digits);
-    return number && *number >= 0 ? genre_name(id3v2_genres, static_cast<std::uint64_t>(*number)) : std::string_view();
+    return number && *number >= 0 ? id3v2_genre_name(static_cast<std::uint64_t>(*number)) : std::string_view();
   }
 
   void read_described() {

@@ -2,6 +2,7 @@
 
 #include "frame/replaygain_text.h"
 #include "frame/text.h"
+#include "tags/id3v2_whole.h"
 #include "tags/id3v2_writing.h"
 #include "tags/soundcheck.h"
 #include "tags/tag_settings.h"
@@ -12,7 +13,6 @@
 namespace zelmora {
 
 using id3parser::tag;
-using zelmora_io::exception_io_data;
 
 namespace {
 
@@ -62,17 +62,17 @@ void add_gain_fields(field_map& out, const replaygain_info& gains) {
 
 /// The SoundCheck comment to be written; nothing when the old one, if any, stands.
 std::string wanted_soundcheck(const file_info& info) {
-  const auto request = info.info_get_int(info_field::soundcheck_user_option);
+  const auto request = info.info_get_int(soundcheck_field::user_option);
   const auto source = request == 1   ? soundcheck_source::track_gain
                       : request == 2 ? soundcheck_source::album_gain
                                      : get_soundcheck_source();
-  auto text = make_itunnorm(info.get_replaygain(), source, get_soundcheck_target());
+  auto text = compute_soundcheck(info.get_replaygain(), source);
   if (!text.empty()) return text;
-  const auto* const kept = info.info_get(info_field::itunnorm);
+  const auto* const kept = info.info_get(soundcheck_field::raw);
   return kept == nullptr ? std::string() : *kept;
 }
 
-bool clears_soundcheck(const file_info& info) { return info.info_find(info_field::soundcheck_clear) != file_info::npos; }
+bool clears_soundcheck(const file_info& info) { return info.info_find(soundcheck_field::clear) != file_info::npos; }
 
 field_map fields_of(const file_info& info) {
   field_map result;
@@ -85,20 +85,6 @@ field_map fields_of(const file_info& info) {
 }
 
 // --- writing -----------------------------------------------------------------------------------------------------------
-
-tag parse_or_nothing(std::span<const std::byte> old_tag) {
-  if (old_tag.empty()) return {};
-  try {
-    return id3parser::parse(old_tag);
-  } catch (const id3parser::parseError&) {
-    return {}; // what can't be read is replaced
-  }
-}
-
-unsigned choose_version(unsigned requested, unsigned old_version) {
-  if (requested == 3 || requested == 4) return requested;
-  return old_version == 3 || old_version == 4 ? old_version : get_id3v2_write_version();
-}
 
 /// Whether `old` says `wanted` already, to the last value.
 bool says_already(const tag& old, field_map wanted, const file_info& info) {
@@ -115,16 +101,6 @@ bool says_already(const tag& old, field_map wanted, const file_info& info) {
   return std::ranges::equal(fields, wanted, [](const auto& a, const auto& b) {
     return ascii_equal(a.first, b.first) && a.second == b.second;
   });
-}
-
-std::vector<std::byte> write_frames(const tag& made, std::uint64_t old_size, id3v2_padding padding) {
-  if (made.frames.empty()) return {};
-  const bool may_pad = padding == id3v2_padding::configured && id3v2_uses_padding();
-  try {
-    return id3parser::serialize(made, old_size, may_pad ? id3parser::usual_padding_limit : 0);
-  } catch (const id3parser::writeError& failure) {
-    throw exception_io_data(failure.what());
-  }
 }
 
 } // namespace
@@ -144,26 +120,21 @@ std::uint64_t id3v2_tag_size(std::span<const std::byte> header) {
 }
 
 void read_id3v2(std::span<const std::byte> data, file_info& info) {
-  tag source;
-  try {
-    source = id3parser::parse(data, has_a_row);
-  } catch (const id3parser::parseError& failure) {
-    throw exception_io_data(failure.what());
-  }
+  const auto source = parse_id3v2(data, has_a_row);
   auto gains = info.get_replaygain();
   for (const auto& [name, values] : read_all_fields(source)) {
     if (set_replaygain_field(gains, name, values.front()) || !file_info::is_valid_field_name(name)) continue;
     for (const auto& value : values) info.meta_add(name, value);
   }
   info.set_replaygain(gains);
-  if (const auto text = find_comment(source, soundcheck_comment)) import_itunnorm(info, *text);
+  if (const auto text = find_comment(source, soundcheck_comment)) import_soundcheck(*text, info);
   info.info_set(info_field::tagtype, fmt::format("id3v2.{}", source.version));
 }
 
 std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint64_t old_size, const file_info& info,
                                    const id3v2_write_options& options) {
-  auto made = parse_or_nothing(old_tag);
-  const auto version = choose_version(options.version, made.version);
+  auto made = parse_replaceable_id3v2(old_tag);
+  const auto version = choose_id3v2_version(options, made);
   auto fields = fields_of(info);
   if (made.version == version && old_tag.size() == old_size && says_already(made, fields, info))
     return {old_tag.begin(), old_tag.end()};
@@ -172,7 +143,7 @@ std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint
   if (made.version == 0) made.version = version;
   set_version(made, version);
   rebuild_frames(made, std::move(fields), configured_context(version), configured_frame_options(version));
-  return write_frames(made, old_size, options.padding);
+  return serialize_id3v2(made, old_size, options.padding);
 }
 
 } // namespace zelmora

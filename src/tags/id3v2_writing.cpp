@@ -2,6 +2,7 @@
 
 #include "frame/replaygain_text.h"
 #include "frame/text.h"
+#include "tags/soundcheck.h"
 #include "tags/tag_settings.h"
 #include "tags/text_encoding.h"
 

@@ -5,10 +5,6 @@
 
 namespace zelmora {
 
-/// What a comment frame with SoundCheck's text has as description, and as a field.
-inline constexpr std::string_view soundcheck_comment = "iTunNORM";
-inline constexpr std::string_view soundcheck_comment_field = "COMMENT iTunNORM";
-
 /// How new frames are made.
 struct id3v2_frame_options {
   id3parser::text_encoding encoding = id3parser::text_encoding::utf8;

@@ -1,7 +1,6 @@
 #include "tags/tag_merge.h"
 
 #include "frame/text.h"
-#include "tags/soundcheck.h"
 
 #include <algorithm>
 
@@ -10,7 +9,7 @@ namespace zelmora {
 namespace {
 
 /// Technical fields that pass from tag to tag.
-bool is_soundcheck_field(std::string_view name) { return has_prefix_utf8(name, info_field::soundcheck_prefix); }
+bool is_soundcheck_field(std::string_view name) { return has_prefix_utf8(name, "Apple SoundCheck"); }
 
 void add_unset_gains(file_info& out, const replaygain_info& more) {
   auto gains = out.get_replaygain();

@@ -56,4 +56,7 @@ inline bytes frame_v4(std::string_view id, const bytes& payload, int status = 0,
 /// An encoding byte and text, which may hold zeros.
 inline bytes text(std::string_view value, int encoding = 0) { return to_bytes({encoding}) + to_bytes(value); }
 
+/// What a table's cases are called.
+inline constexpr auto case_name = [](const auto& tested) { return std::string(tested.param.name); };
+
 } // namespace zelmora::test

@@ -82,7 +82,7 @@ INSTANTIATE_TEST_SUITE_P(
         read_case{"v4_extended_header", make_tag(4, synchsafe_size(6) + bytes(2) + frame_v4("TIT2", title), 0x40),
                   {tit2}},
         read_case{"nothing_but_padding", make_tag(4, bytes(64)), {}}),
-    [](const auto& info) { return info.param.name; });
+    case_name);
 
 struct damaged_case {
   const char* name;
@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
         damaged_case{"v4_false_sync", make_tag(4, frame_v4("TIT2", text("a\xFF\xE0z"), 0, 0x02))},
         damaged_case{"v2_picture_too_small", make_tag(2, frame_v2("PIC", to_bytes({0, 1, 2})))},
         damaged_case{"v2_picture_in_utf8", make_tag(2, frame_v2("PIC", text("JPG\3\0x"sv, 3)))}),
-    [](const auto& info) { return info.param.name; });
+    case_name);
 
 TEST(Id3v2, frame_size_has_a_limit) {
   const auto with_size = [](std::size_t size) { return make_tag(3, frame_v3("TIT2", bytes(size))); };
@@ -195,7 +195,7 @@ INSTANTIATE_TEST_SUITE_P(
                     padding_case{"too_much_to_spare", 1000, 21000, 16384, 1000 + 2048},
                     padding_case{"off_and_exact", 3000, 3000, 0, 3000}, padding_case{"off_and_smaller", 2999, 3000, 0, 2999},
                     padding_case{"small_limit", 1000, 0, 100, 1100}),
-    [](const auto& info) { return info.param.name; });
+    case_name);
 
 // --- text --------------------------------------------------------------------------------------------------------------
 
@@ -240,7 +240,7 @@ INSTANTIATE_TEST_SUITE_P(
         text_case{"utf16_be", text("\0a\0\0\0b"sv, 2), {"a", "b"}},
         // A zero byte in the middle of a unit ends nothing.
         text_case{"utf16_zero_bytes", text("\xFF\xFE\0\x01\x01\0"sv, 1), {"\u0100\u0001"}}),
-    [](const auto& info) { return info.param.name; });
+    case_name);
 
 TEST(Id3v2, text_has_a_known_encoding_and_so_many_strings) {
   EXPECT_THROW(text_of({0, {}}, strictness::lenient), parseError);

@@ -102,7 +102,7 @@ INSTANTIATE_TEST_SUITE_P(
         reading_case{"rating_5", 4, {make("POPM", to_bytes({0, 255})), make("POPM", to_bytes({0, 0}))}, {"rating=5"}},
         reading_case{"rating_not_there", 4, {make("POPM", to_bytes("abc")), make("POPM", to_bytes("a") + to_bytes({0}))}, {}},
         reading_case{"unknown_frames_say_nothing", 4, {make("PRIV", to_bytes("x")), make("APIC", to_bytes("x"))}, {}}),
-    [](const auto& info) { return info.param.name; });
+    case_name);
 
 TEST(Id3v2Mapping, tpe2_is_the_band_where_the_setting_says_so) {
   const std::vector frames{make("TPE2", text("x"))};
@@ -179,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
         writing_case{"gain", 3, {"replaygain_track_gain=-3.00 dB"}, {make("TXXX", text("replaygain_track_gain\0-3.00 dB\0"sv))}},
         writing_case{"free_text_in_map_order", 3, {"zoo=1", "Bar=2", "bar=3"},
                      {make("TXXX", text("Bar\0" "2\0"sv)), make("TXXX", text("Bar\0" "3\0"sv)), make("TXXX", text("zoo\0" "1\0"sv))}}),
-    [](const auto& info) { return info.param.name; });
+    case_name);
 
 // --- kept frames -------------------------------------------------------------------------------------------------------
 
@@ -228,7 +228,7 @@ INSTANTIATE_TEST_SUITE_P(
                      {make("TCMP", text("1"))}},
         keeping_case{"compilation_with_an_artist", 4, {make("TCMP", text("1"))}, {"itunescompilation=1", "album artist=x"},
                      {make("TCMP", text("1")), make("TPE2", text("x\0"sv))}}),
-    [](const auto& info) { return info.param.name; });
+    case_name);
 
 } // namespace
 } // namespace zelmora::test

@@ -73,7 +73,7 @@ TEST_P(Id3v2Property, frames_that_say_nothing_survive_any_edit) {
 }
 
 INSTANTIATE_TEST_SUITE_P(versions, Id3v2Property, testing::Values(3u, 4u),
-                         [](const auto& info) { return "v" + std::to_string(info.param); });
+                         [](const auto& tested) { return "v" + std::to_string(tested.param); });
 
 } // namespace
 } // namespace zelmora::test
