@@ -1,6 +1,7 @@
 // The tags of an untyped byte stream: ID3v2 at the head; APE, Lyrics3 and ID3v1 at the tail. What inputs call.
 #pragma once
 
+#include "frame/album_art.h"
 #include "frame/file.h"
 #include "frame/file_info.h"
 
@@ -46,6 +47,27 @@ class tag_processor {
   static void remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort);
   static void remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort);
   static void remove_all(file_ptr& target, std::string_view path, abort_callback& abort);
+
+  /// The pictures of an APE tag where there is one and no ID3v2, else those of ID3v2. Raises
+  /// `exception_album_art_not_found` where neither is.
+  static album_art_set read_pictures(zelmora_io::file& source, abort_callback& abort);
+  /// Makes `pictures` the ones that `target` shows, in the kind that `read_pictures` looks at; a file without tags gets
+  /// ID3v2. Fields stay.
+  static void write_pictures(file_ptr& target, std::string_view path, const album_art_set& pictures,
+                             abort_callback& abort);
+};
+
+/// The head zone for hosts and other modules, over objects that can't be replaced.
+class id3v2_tag_service : public service_base {
+ public:
+  using interface_type = id3v2_tag_service;
+  using interface_parent = service_base;
+  static constexpr guid class_guid = "8B5D4F0A-2C77-4E63-9E0F-61D1B9A3C571"_guid;
+
+  virtual id3v2_zone skip(zelmora_io::file& source, abort_callback& abort) = 0;
+  virtual void read(zelmora_io::file& source, file_info& info, abort_callback& abort) = 0;
+  virtual void write(zelmora_io::file& target, const file_info& info, abort_callback& abort) = 0;
+  virtual void remove(zelmora_io::file& target, abort_callback& abort) = 0;
 };
 
 /// The kinds with which an MP3 file whose tags read as `current` is to say `info`: those it has; for a file without, the

@@ -1,0 +1,243 @@
+#include "tags/tag_processor.h"
+
+#include "frame/exceptions.h"
+#include "frame/rewrite.h"
+#include "tags/ape_mapping.h"
+#include "tags/id3v2_pictures.h"
+#include "tags/id3v2_tag.h"
+#include "tags/soundcheck.h"
+#include "tags/tag_merge.h"
+#include "tags/tag_settings.h"
+#include "tags/trailing_tags.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace zelmora {
+
+using namespace zelmora_io;
+
+namespace {
+
+/// The tags at the head, and the bytes of the first as far as they are there.
+struct id3v2_head {
+  id3v2_zone zone;
+  std::vector<std::byte> first_tag;
+};
+
+/// The size of the ID3v2 tag at the stream's position; 0 when there is none, and then the stream is back there.
+std::uint64_t find_tag(file& source, abort_callback& abort) {
+  const auto begin = source.get_position(abort);
+  std::array<std::byte, id3v2_header_size> header;
+  const auto got = source.read(header.data(), header.size(), abort);
+  const auto size = id3v2_tag_size(std::span(header).first(got));
+  if (size == 0) source.seek(begin, abort);
+  return size;
+}
+
+/// The first tag whole. One that goes past the end can't be read.
+std::vector<std::byte> read_first_tag(file& source, abort_callback& abort) {
+  source.reopen(abort);
+  const auto size = find_tag(source, abort);
+  if (size == 0) return {};
+  if (const auto length = source.get_size(abort); length != file::unknown_size && size > length)
+    throw exception_io_data_truncation();
+  source.reopen(abort);
+  // In pieces: where the length is unknown, the size is only a claim.
+  constexpr std::size_t piece = 1 << 20;
+  std::vector<std::byte> tag;
+  while (tag.size() < size) {
+    const auto done = tag.size();
+    tag.resize(static_cast<std::size_t>(std::min<std::uint64_t>(size, done + piece)));
+    source.read_object(tag.data() + done, tag.size() - done, abort);
+  }
+  return tag;
+}
+
+id3v2_head read_head(file& source, abort_callback& abort) {
+  source.ensure_seekable();
+  id3v2_head result;
+  result.zone = tag_processor::skip_id3v2(source, abort);
+  try {
+    result.first_tag = read_first_tag(source, abort);
+  } catch (const exception_io_data&) {
+    // It is replaced without being read.
+  }
+  return result;
+}
+
+file_edit write_head(file& source, const file_info& info, abort_callback& abort) {
+  const auto head = read_head(source, abort);
+  return {0, head.zone.size, write_id3v2(head.first_tag, head.zone.size, info)};
+}
+
+/// A stream that is nothing but tags keeps them: what would be left is no file of any kind.
+file_edit remove_head(file& source, abort_callback& abort) {
+  const auto zone = tag_processor::skip_id3v2(source, abort);
+  const bool is_all = zone.size >= source.get_size_ex(abort);
+  return {0, is_all ? 0 : zone.size, {}};
+}
+
+trailing_kinds to_trailing_kinds(tag_kinds kinds) {
+  const bool ape = has_kind(kinds, tag_kinds::ape);
+  const bool id3v1 = has_kind(kinds, tag_kinds::id3v1);
+  if (ape && id3v1) return trailing_kinds::both;
+  return ape ? trailing_kinds::ape : id3v1 ? trailing_kinds::id3v1 : trailing_kinds::none;
+}
+
+/// Head and tail in one go. A tail that begins within the head, as in a file of tags alone, can't be told from it: the
+/// head has it.
+void apply(file_ptr& target, std::string_view path, file_edit head, file_edit tail, abort_callback& abort) {
+  if (tail.begin < head.end) tail.begin = std::min(head.end, tail.end);
+  const std::array edits{std::move(head), std::move(tail)};
+  apply_edits(target, path, edits, abort);
+}
+
+} // namespace
+
+id3v2_zone tag_processor::skip_id3v2(file& source, abort_callback& abort) {
+  source.reopen(abort);
+  id3v2_zone zone;
+  for (;;) {
+    abort.check();
+    const auto size = find_tag(source, abort);
+    if (size == 0) return zone;
+    // A tag that goes past the end takes all there is.
+    const auto length = source.get_size(abort);
+    zone.size = length == file::unknown_size ? zone.size + size : std::min(zone.size + size, length);
+    ++zone.count;
+    source.seek(zone.size, abort);
+  }
+}
+
+void tag_processor::read_id3v2(file& source, file_info& info, abort_callback& abort) {
+  const auto tag = read_first_tag(source, abort);
+  if (tag.empty()) throw exception_tag_not_found();
+  zelmora::read_id3v2(tag, info);
+}
+
+std::uint64_t tag_processor::read_trailing(file& source, file_info& info, abort_callback& abort) {
+  return read_trailing_tags(source, info, abort);
+}
+
+void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
+  file_info_impl head;
+  try {
+    read_id3v2(source, head, abort);
+  } catch (const exception_io_data&) {
+    head = file_info_impl();
+  }
+  const bool has_head = has_tag_content(head);
+  // The end of a remote object isn't worth a fetch when the head says enough.
+  if (has_head && source.is_remote()) return copy_tag(info, head);
+  file_info_impl tail;
+  bool has_tail = true;
+  try {
+    read_trailing(source, tail, abort);
+  } catch (const exception_io_data&) {
+    has_tail = false;
+  }
+  if (!has_head && !has_tail) throw exception_tag_not_found();
+  copy_tag(info, has_head ? head : tail);
+  if (has_head && has_tail) merge_weaker_tag(info, tail);
+}
+
+void tag_processor::write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
+                          abort_callback& abort) {
+  auto tail = write_trailing_tags(*target, info, to_trailing_kinds(kinds), abort);
+  auto head = has_kind(kinds, tag_kinds::id3v2) ? write_head(*target, info, abort) : remove_head(*target, abort);
+  apply(target, path, std::move(head), std::move(tail), abort);
+}
+
+void tag_processor::remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort) {
+  const std::array edits{remove_head(*target, abort)};
+  apply_edits(target, path, edits, abort);
+}
+
+void tag_processor::remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort) {
+  const std::array edits{remove_trailing_tags(*target, abort)};
+  apply_edits(target, path, edits, abort);
+}
+
+void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort) {
+  auto tail = remove_trailing_tags(*target, abort);
+  apply(target, path, remove_head(*target, abort), std::move(tail), abort);
+}
+
+album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) {
+  source.ensure_seekable();
+  const auto tag = read_first_tag(source, abort);
+  if (!tag.empty()) return read_id3v2_pictures(tag);
+  const auto tail = scan_trailing_tags(source, lyrics3_blocks::stay, abort);
+  if (!tail.ape) throw exception_album_art_not_found();
+  return read_ape_pictures(tail.ape->items);
+}
+
+void tag_processor::write_pictures(file_ptr& target, std::string_view path, const album_art_set& pictures,
+                                   abort_callback& abort) {
+  const auto head = read_head(*target, abort);
+  auto tail = scan_trailing_tags(*target, lyrics3_blocks::stay, abort);
+  if (head.zone.count == 0 && tail.ape) {
+    write_ape_pictures(pictures, tail.ape->items);
+    auto content = format_ape_tag(tail.ape->items);
+    if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
+    const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};
+    return apply_edits(target, path, edits, abort);
+  }
+  const std::array edits{
+      file_edit{0, head.zone.size, write_id3v2_pictures(head.first_tag, head.zone.size, pictures)}};
+  apply_edits(target, path, edits, abort);
+}
+
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info) {
+  const auto* const type = current.info_get(info_field::tagtype);
+  const auto found = parse_tag_type(type == nullptr ? std::string_view() : *type);
+  auto kinds = tag_kinds::none;
+  if (found.ape || found.id3v2) {
+    if (found.ape) kinds = kinds | tag_kinds::ape;
+    if (found.id3v2) kinds = kinds | tag_kinds::id3v2;
+    if (found.id3v1) kinds = kinds | tag_kinds::id3v1;
+  } else if (found.id3v1 && id3v1_sufficient(info)) {
+    kinds = tag_kinds::id3v1;
+  } else {
+    switch (get_mp3_tag_scheme()) {
+    case mp3_tag_scheme::id3v2_id3v1: kinds = tag_kinds::id3v2 | tag_kinds::id3v1; break;
+    case mp3_tag_scheme::id3v2: kinds = tag_kinds::id3v2; break;
+    case mp3_tag_scheme::ape_id3v1: kinds = tag_kinds::ape | tag_kinds::id3v1; break;
+    case mp3_tag_scheme::ape: kinds = tag_kinds::ape; break;
+    }
+  }
+  // SoundCheck's values have no other place.
+  for (const auto name : {soundcheck_field::user_option, soundcheck_field::raw})
+    if (const auto* const value = info.info_get(name); value != nullptr && !value->empty())
+      kinds = kinds | tag_kinds::id3v2;
+  return kinds;
+}
+
+// --- the head zone as a service ----------------------------------------------------------------------------------------
+
+namespace {
+
+class id3v2_tag_service_impl : public id3v2_tag_service {
+ public:
+  id3v2_zone skip(file& source, abort_callback& abort) override { return tag_processor::skip_id3v2(source, abort); }
+  void read(file& source, file_info& info, abort_callback& abort) override {
+    tag_processor::read_id3v2(source, info, abort);
+  }
+  void write(file& target, const file_info& info, abort_callback& abort) override {
+    file_ptr object(&target);
+    const std::array edits{write_head(target, info, abort)};
+    apply_edits(object, {}, edits, abort);
+  }
+  void remove(file& target, abort_callback& abort) override {
+    file_ptr object(&target);
+    tag_processor::remove_id3v2(object, {}, abort);
+  }
+};
+
+service_factory_single_t<id3v2_tag_service_impl> factory;
+
+} // namespace
+
+} // namespace zelmora
