@@ -2,17 +2,14 @@
 #include "cli/json_writer.h"
 
 #include "frame/exceptions.h"
+#include "frame/replaygain_text.h"
 #include "frame/text.h"
 
 #include <algorithm>
-#include <fmt/core.h>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 namespace zelmora::cli {
-
-std::string gain_text(float gain) { return fmt::format("{:+.2f} dB", gain); }
-std::string peak_text(float peak) { return fmt::format("{:.6f}", peak); }
 
 namespace {
 
@@ -133,10 +130,10 @@ void write_meta(object_writer& json, const file_info& info) {
 
 void write_gains(object_writer& json, const replaygain_info& gains) {
   json.key("replaygain").open('{');
-  if (gains.is_track_gain_set()) json.key("track_gain").string(gain_text(gains.track_gain));
-  if (gains.is_track_peak_set()) json.key("track_peak").string(peak_text(gains.track_peak));
-  if (gains.is_album_gain_set()) json.key("album_gain").string(gain_text(gains.album_gain));
-  if (gains.is_album_peak_set()) json.key("album_peak").string(peak_text(gains.album_peak));
+  if (gains.is_track_gain_set()) json.key("track_gain").string(format_gain(gains.track_gain));
+  if (gains.is_track_peak_set()) json.key("track_peak").string(format_peak(gains.track_peak));
+  if (gains.is_album_gain_set()) json.key("album_gain").string(format_gain(gains.album_gain));
+  if (gains.is_album_peak_set()) json.key("album_peak").string(format_peak(gains.album_peak));
   json.close('}');
 }
 

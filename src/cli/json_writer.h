@@ -74,9 +74,4 @@ void append_json(std::string& out, const setting_description& setting);
 void append_json_error(std::string& out, std::string_view path, std::optional<std::uint32_t> subsong,
                        const std::exception& failure);
 
-/// "-7.15 dB"
-std::string gain_text(float gain);
-/// "0.988553"
-std::string peak_text(float peak);
-
 } // namespace zelmora::cli

@@ -4,6 +4,7 @@
 #include "cli/warning_log.h"
 #include "cli/worker_pool.h"
 #include "frame/input_open.h"
+#include "frame/replaygain_text.h"
 #include "frame/text.h"
 
 #include <algorithm>
@@ -88,10 +89,10 @@ std::string clock_text(double seconds) {
 }
 
 void append_gains(std::string& out, const replaygain_info& gains) {
-  if (gains.is_track_gain_set()) append_field(out, "track gain", gain_text(gains.track_gain));
-  if (gains.is_track_peak_set()) append_field(out, "track peak", peak_text(gains.track_peak));
-  if (gains.is_album_gain_set()) append_field(out, "album gain", gain_text(gains.album_gain));
-  if (gains.is_album_peak_set()) append_field(out, "album peak", peak_text(gains.album_peak));
+  if (gains.is_track_gain_set()) append_field(out, "track gain", format_gain(gains.track_gain));
+  if (gains.is_track_peak_set()) append_field(out, "track peak", format_peak(gains.track_peak));
+  if (gains.is_album_gain_set()) append_field(out, "album gain", format_gain(gains.album_gain));
+  if (gains.is_album_peak_set()) append_field(out, "album peak", format_peak(gains.album_peak));
 }
 
 void append_subsong(std::string& out, const file_info& info) {

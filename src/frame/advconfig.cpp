@@ -20,11 +20,11 @@ bool is_choice_of(const advconfig_entry& entry, const guid& group) {
 
 std::string text_of(bool value) { return value ? "yes" : "no"; }
 
-[[noreturn]] void refuse(const advconfig_entry& entry, std::string_view text, std::string_view wanted) {
-  throw kiv::exception_invalid_params(fmt::format("{} takes {}, not \"{}\"", entry.place().key, wanted, text));
-}
-
 } // namespace
+
+void advconfig_entry::refuse(std::string_view text, std::string_view wanted) const {
+  throw kiv::exception_invalid_params(fmt::format("{} takes {}, not \"{}\"", place().key, wanted, text));
+}
 
 void advconfig_branch::set_text(std::string_view) { throw kiv::exception_invalid_params("a heading has no value"); }
 
@@ -49,12 +49,12 @@ void advconfig_checkbox::set_text(std::string_view text) {
           fmt::format("{} is the choice of its group; set another one instead", place().key));
     return set(false);
   }
-  refuse(*this, text, "yes or no");
+  refuse(text, "yes or no");
 }
 
 void advconfig_integer::set(std::uint64_t value) {
   if (value < least_ || value > most_)
-    refuse(*this, fmt::format("{}", value), fmt::format("a number from {} to {}", least_, most_));
+    refuse(fmt::format("{}", value), fmt::format("a number from {} to {}", least_, most_));
   value_.set(value);
 }
 
@@ -78,7 +78,7 @@ std::string advconfig_integer::get_default_text() const { return fmt::format("{}
 
 void advconfig_integer::set_text(std::string_view text) {
   const auto value = parse_integer(text);
-  if (!value || *value < 0) refuse(*this, text, fmt::format("a number from {} to {}", least_, most_));
+  if (!value || *value < 0) refuse(text, fmt::format("a number from {} to {}", least_, most_));
   set(static_cast<std::uint64_t>(*value));
 }
 

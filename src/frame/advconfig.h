@@ -49,6 +49,10 @@ class advconfig_entry : public service_base {
   /// Radios: another choice of the group has been made.
   virtual void clear_choice() {}
 
+ protected:
+  /// Raises `kiv::exception_invalid_params`: "KEY takes WANTED, not "TEXT"".
+  [[noreturn]] void refuse(std::string_view text, std::string_view wanted) const;
+
  private:
   advconfig_place place_;
 };

@@ -16,9 +16,9 @@ inline constexpr std::string_view album_gain = "replaygain_album_gain";
 inline constexpr std::string_view album_peak = "replaygain_album_peak";
 } // namespace replaygain_field
 
-/// "-7.15 dB", "+3.02 dB"; empty when `gain` is unset.
+/// "-7.15 dB", "+3.02 dB"; empty when `gain` is unset, or no finite number.
 std::string format_gain(float gain);
-/// "0.988553"; empty when `peak` is unset.
+/// "0.988553"; empty when `peak` is unset, or no finite number.
 std::string format_peak(float peak);
 
 /// Whether `name` is one of the four, in any case.

@@ -16,6 +16,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zelmora {
 
@@ -73,5 +74,34 @@ inline constexpr std::uint64_t tail_in_memory_limit = 16'777'216;
 /// failure, can leave the object between the two.
 void splice(zelmora_io::file& target, std::uint64_t begin, std::uint64_t end, std::span<const std::byte> content,
             abort_callback& abort);
+
+/// New bytes for the range [begin, end) of an object.
+struct file_edit {
+  std::uint64_t begin = 0; ///< [bytes]
+  std::uint64_t end = 0;
+  std::vector<std::byte> content;
+};
+
+enum class edit_steps {
+  together,  ///< the object holds none of the edits or all of them
+  one_by_one ///< the object may also hold the last few of them: each edit is good by itself
+};
+
+/// Makes all of `edits`, which are in order and don't overlap. What stands there already is not written; when that is
+/// all, nothing is. Otherwise, by what is left:
+///
+///   a range that keeps its size, or the end of the object    one write over it, one cut, or one write that goes past
+///   when it grows or goes                                    the old end; then a flush to the disk
+///   several of those                                         the same, from the last to the first; but only
+///                                                            `one_by_one`
+///   anything else                                            one `file_rewriter` pass that copies the rest
+///   anything else where `path` can't be replaced             `splice`, from the last to the first
+///
+/// A failure or an abort leaves the old bytes. A kill leaves the old or the new at every operation, but for the last
+/// form, and `one_by_one`; in the middle of a single write of more than one page it may leave a part of it, within the
+/// edited range alone. Afterwards `target` is open on the object. Ranges outside the object raise
+/// `exception_io_seek_out_of_range`.
+void apply_edits(file_ptr& target, std::string_view path, std::span<const file_edit> edits, abort_callback& abort,
+                 edit_steps steps = edit_steps::together);
 
 } // namespace zelmora

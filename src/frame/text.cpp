@@ -11,11 +11,16 @@ namespace zelmora {
 
 namespace {
 
-/// Code points above this stand for single bytes that are no UTF-8.
-constexpr char32_t invalid_byte_base = 0x110000;
+/// The lower-case form, by way of the upper: so that forms with one capital (sigma, long s) meet.
+char32_t fold_code_point(char32_t c) {
+  if (c < 0x80) return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
+  if (c >= invalid_byte_base) return c;
+  return static_cast<char32_t>(utf8proc_tolower(utf8proc_toupper(static_cast<utf8proc_int32_t>(c))));
+}
 
-/// Takes one code point off the front of `text`, which is not empty.
-char32_t next_code_point(std::string_view& text) {
+} // namespace
+
+char32_t take_code_point(std::string_view& text) {
   const auto first = static_cast<unsigned char>(text.front());
   if (first < 0x80) {
     text.remove_prefix(1);
@@ -32,16 +37,13 @@ char32_t next_code_point(std::string_view& text) {
   return static_cast<char32_t>(code_point);
 }
 
-/// The lower-case form, by way of the upper: so that forms with one capital (sigma, long s) meet.
-char32_t fold_code_point(char32_t c) {
-  if (c < 0x80) return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
-  if (c >= invalid_byte_base) return c;
-  return static_cast<char32_t>(utf8proc_tolower(utf8proc_toupper(static_cast<utf8proc_int32_t>(c))));
-}
-
 void append_code_point(std::string& out, char32_t c) {
   if (c >= invalid_byte_base) {
     out.push_back(static_cast<char>(c - invalid_byte_base));
+    return;
+  }
+  if (c < 0x80) {
+    out.push_back(static_cast<char>(c));
     return;
   }
   utf8proc_uint8_t encoded[4];
@@ -49,12 +51,10 @@ void append_code_point(std::string& out, char32_t c) {
   out.append(reinterpret_cast<const char*>(encoded), static_cast<std::size_t>(length));
 }
 
-} // namespace
-
 int stricmp_utf8(std::string_view a, std::string_view b) {
   while (!a.empty() && !b.empty()) {
-    const auto x = fold_code_point(next_code_point(a));
-    const auto y = fold_code_point(next_code_point(b));
+    const auto x = fold_code_point(take_code_point(a));
+    const auto y = fold_code_point(take_code_point(b));
     if (x != y) return x < y ? -1 : 1;
   }
   return static_cast<int>(!a.empty()) - static_cast<int>(!b.empty());
@@ -62,7 +62,7 @@ int stricmp_utf8(std::string_view a, std::string_view b) {
 
 bool has_prefix_utf8(std::string_view text, std::string_view prefix) {
   while (!prefix.empty()) {
-    if (text.empty() || fold_code_point(next_code_point(text)) != fold_code_point(next_code_point(prefix)))
+    if (text.empty() || fold_code_point(take_code_point(text)) != fold_code_point(take_code_point(prefix)))
       return false;
   }
   return true;
@@ -76,14 +76,29 @@ char32_t uCharUpper(char32_t character) {
 std::string fold_utf8(std::string_view text) {
   std::string out;
   out.reserve(text.size());
-  while (!text.empty()) append_code_point(out, fold_code_point(next_code_point(text)));
+  while (!text.empty()) append_code_point(out, fold_code_point(take_code_point(text)));
   return out;
 }
 
 bool is_valid_utf8(std::string_view text) {
   while (!text.empty())
-    if (next_code_point(text) >= invalid_byte_base) return false;
+    if (take_code_point(text) >= invalid_byte_base) return false;
   return true;
+}
+
+std::string repair_utf8(std::string_view text) {
+  constexpr char32_t replacement = 0xFFFD;
+  if (is_valid_utf8(text)) return std::string(text);
+  std::string out;
+  while (!text.empty()) {
+    const auto c = take_code_point(text);
+    append_code_point(out, c >= invalid_byte_base ? replacement : c);
+  }
+  return out;
+}
+
+bool is_ascii(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 bool is_printable_ascii(std::string_view text) {
@@ -116,7 +131,7 @@ std::string escape_for_display(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const auto c = next_code_point(text);
+    const auto c = take_code_point(text);
     if (c == '\n')
       out += "\\n";
     else if (c == '\r')

@@ -23,7 +23,17 @@ char32_t uCharUpper(char32_t character);
 /// The case-folded form of `text`, by which equal names compare equal.
 std::string fold_utf8(std::string_view text);
 
+/// Code points from this on are no characters: `invalid_byte_base + b` stands for a byte `b` that is no UTF-8.
+inline constexpr char32_t invalid_byte_base = 0x110000;
+/// Takes one code point off the front of `text`, which is not empty.
+char32_t take_code_point(std::string_view& text);
+/// The opposite of `take_code_point`, those single bytes among it.
+void append_code_point(std::string& out, char32_t character);
+
+bool is_ascii(std::string_view text);
 bool is_valid_utf8(std::string_view text);
+/// `text` with U+FFFD in the place of each byte that is no UTF-8.
+std::string repair_utf8(std::string_view text);
 /// Whether all of `text` is ASCII that a terminal shows as it stands.
 bool is_printable_ascii(std::string_view text);
 /// `text` fit for one line of a terminal: control characters and bytes that are no UTF-8 become \n, \t or \xNN.

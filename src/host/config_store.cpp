@@ -73,11 +73,11 @@ void make_directories(const std::string& path) {
 } // namespace
 
 config_store::config_store(const std::string& directory, zelmora_client& client)
-    : directory_(directory), path_(fmt::format("{}/{}", directory, blob_name)), client_(client) {}
+    : directory_(directory), path_(fmt::format("{}/{}", directory, blob_name)), clients_{&client} {}
 
 config_records config_store::current(abort_callback& abort) {
   const auto blob = service_new<memory_file>();
-  client_.get_config_stream(*blob, abort);
+  for (auto* const client : clients_) client->get_config_stream(*blob, abort);
   return parse_blob(blob->content());
 }
 
@@ -88,9 +88,11 @@ void config_store::load(abort_callback& abort) {
   };
   try {
     const auto blob = read_blob(path_, abort);
-    parse_blob(blob); // before the client sees any of it: a damaged blob is absent as a whole
-    const auto in = service_new<memory_file>(std::span<const std::byte>(blob));
-    client_.set_config_stream(*in, abort);
+    parse_blob(blob); // before a client sees any of it: a damaged blob is absent as a whole
+    for (auto* const client : clients_) {
+      const auto in = service_new<memory_file>(std::span<const std::byte>(blob));
+      client->set_config_stream(*in, abort);
+    }
   } catch (const exception_io_not_found&) {
     // The first start.
   } catch (const exception_io_data& failure) {

@@ -78,6 +78,8 @@ struct host_instance::state {
     }
     auto& client = plugin ? plugin->client() : client_instance();
     configuration.emplace(or_else(options.config_directory, user_config_directory), client);
+    // The host's own settings; without a plug-in this module stands in for it.
+    if (plugin) configuration->add_client(client_instance());
     abort_callback_dummy no_abort;
     configuration->load(no_abort);
     running.emplace(client);

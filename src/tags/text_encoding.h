@@ -7,8 +7,10 @@
 
 namespace zelmora {
 
-/// Text in the system code page, as the host knows it ("system.codePage"); Windows-1252 under a host that knows none.
-/// Bytes that the code page leaves undefined become U+FFFD, characters that it lacks "?".
+/// Text in the system code page, as the host knows it ("system.codePage"); Windows-1252 under a host that knows none,
+/// or one that iconv(3) doesn't. Characters that it lacks become "?", bytes that mean nothing U+FFFD; but where each
+/// byte is a character, as in Windows-1252, an undefined byte from 0x80 to 0x9F becomes the C1 control of that number,
+/// as under Windows, and comes back from it. ASCII is taken to be what it is in ASCII.
 std::string from_system_code_page(std::string_view bytes);
 std::string to_system_code_page(std::string_view utf8);
 

@@ -1,0 +1,182 @@
+#include "tags/genres.h"
+
+#include "frame/text.h"
+
+#include <algorithm>
+#include <array>
+
+namespace zelmora {
+
+namespace {
+
+constexpr auto names = std::to_array<std::string_view>({"Blues",
+                                                        "Classic Rock",
+                                                        "Country",
+                                                        "Dance",
+                                                        "Disco",
+                                                        "Funk",
+                                                        "Grunge",
+                                                        "Hip-Hop",
+                                                        "Jazz",
+                                                        "Metal",
+                                                        "New Age",
+                                                        "Oldies",
+                                                        "Other",
+                                                        "Pop",
+                                                        "R&B",
+                                                        "Rap",
+                                                        "Reggae",
+                                                        "Rock",
+                                                        "Techno",
+                                                        "Industrial",
+                                                        "Alternative",
+                                                        "Ska",
+                                                        "Death Metal",
+                                                        "Pranks",
+                                                        "Soundtrack",
+                                                        "Euro-Techno",
+                                                        "Ambient",
+                                                        "Trip-Hop",
+                                                        "Vocal",
+                                                        "Jazz+Funk",
+                                                        "Fusion",
+                                                        "Trance",
+                                                        "Classical",
+                                                        "Instrumental",
+                                                        "Acid",
+                                                        "House",
+                                                        "Game",
+                                                        "Sound Clip",
+                                                        "Gospel",
+                                                        "Noise",
+                                                        "Alternative Rock",
+                                                        "Bass",
+                                                        "Soul",
+                                                        "Punk",
+                                                        "Space",
+                                                        "Meditative",
+                                                        "Instrumental Pop",
+                                                        "Instrumental Rock",
+                                                        "Ethnic",
+                                                        "Gothic",
+                                                        "Darkwave",
+                                                        "Techno-Industrial",
+                                                        "Electronic",
+                                                        "Pop-Folk",
+                                                        "Eurodance",
+                                                        "Dream",
+                                                        "Southern Rock",
+                                                        "Comedy",
+                                                        "Cult",
+                                                        "Gangsta",
+                                                        "Top 40",
+                                                        "Christian Rap",
+                                                        "Pop/Funk",
+                                                        "Jungle",
+                                                        "Native American",
+                                                        "Cabaret",
+                                                        "New Wave",
+                                                        "Psychadelic",
+                                                        "Rave",
+                                                        "Showtunes",
+                                                        "Trailer",
+                                                        "Lo-Fi",
+                                                        "Tribal",
+                                                        "Acid Punk",
+                                                        "Acid Jazz",
+                                                        "Polka",
+                                                        "Retro",
+                                                        "Musical",
+                                                        "Rock & Roll",
+                                                        "Hard Rock",
+                                                        "Folk",
+                                                        "Folk/Rock",
+                                                        "National Folk",
+                                                        "Swing",
+                                                        "Fast-Fusion",
+                                                        "Bebob",
+                                                        "Latin",
+                                                        "Revival",
+                                                        "Celtic",
+                                                        "Bluegrass",
+                                                        "Avantgarde",
+                                                        "Gothic Rock",
+                                                        "Progressive Rock",
+                                                        "Psychedelic Rock",
+                                                        "Symphonic Rock",
+                                                        "Slow Rock",
+                                                        "Big Band",
+                                                        "Chorus",
+                                                        "Easy Listening",
+                                                        "Acoustic",
+                                                        "Humour",
+                                                        "Speech",
+                                                        "Chanson",
+                                                        "Opera",
+                                                        "Chamber Music",
+                                                        "Sonata",
+                                                        "Symphony",
+                                                        "Booty Bass",
+                                                        "Primus",
+                                                        "Porn Groove",
+                                                        "Satire",
+                                                        "Slow Jam",
+                                                        "Club",
+                                                        "Tango",
+                                                        "Samba",
+                                                        "Folklore",
+                                                        "Ballad",
+                                                        "Power Ballad",
+                                                        "Rhythmic Soul",
+                                                        "Freestyle",
+                                                        "Duet",
+                                                        "Punk Rock",
+                                                        "Drum Solo",
+                                                        "A capella",
+                                                        "Euro-House",
+                                                        "Dance Hall",
+                                                        "Goa",
+                                                        "Drum & Bass",
+                                                        "Club House",
+                                                        "Hardcore",
+                                                        "Terror",
+                                                        "Indie",
+                                                        "BritPop",
+                                                        "NegerPunk",
+                                                        "Polsk Punk",
+                                                        "Beat",
+                                                        "Christian Gangsta",
+                                                        "Heavy Metal",
+                                                        "Black Metal",
+                                                        "Crossover",
+                                                        "Contemporary Christian",
+                                                        "Christian Rock",
+                                                        "Merengue",
+                                                        "Salsa",
+                                                        "Thrash Metal",
+                                                        "Anime",
+                                                        "JPop",
+                                                        "SynthPop"});
+static_assert(names.size() == 148 && names[79] == "Hard Rock" && names.back() == "SynthPop");
+
+/// Where ID3v2 ends; what follows are Winamp's later additions.
+constexpr std::size_t id3v2_count = 126;
+static_assert(names[id3v2_count - 1] == "Dance Hall");
+
+std::string_view name_below(std::uint64_t index, std::size_t limit) {
+  return index < limit ? names[static_cast<std::size_t>(index)] : std::string_view();
+}
+
+} // namespace
+
+std::string_view id3v1_genre_name(std::uint64_t index) { return name_below(index, names.size()); }
+std::string_view id3v2_genre_name(std::uint64_t index) { return name_below(index, id3v2_count); }
+
+std::optional<std::uint8_t> id3v1_genre_index(std::string_view name) {
+  const auto found =
+      std::ranges::find_if(names, [&](std::string_view known) { return stricmp_utf8(known, name) == 0; });
+  if (found == names.end()) return std::nullopt;
+  return static_cast<std::uint8_t>(found - names.begin());
+}
+
+} // namespace zelmora

@@ -1,0 +1,231 @@
+#include "tags/trailing_tags.h"
+
+#include "frame/replaygain_text.h"
+#include "tags/ape_mapping.h"
+#include "tags/lyrics3.h"
+#include "tags/tag_merge.h"
+
+#include <algorithm>
+#include <array>
+
+namespace zelmora {
+
+using namespace zelmora_io;
+
+namespace {
+
+/// What is read from the end in one go [bytes]: most tails are no longer.
+constexpr std::size_t first_look = 4096;
+
+/// Runs `read`; whether it found an undamaged block.
+template <class Read>
+bool found(Read read) {
+  try {
+    read();
+    return true;
+  } catch (const exception_io_data&) {
+    return false;
+  }
+}
+
+/// The last bytes of a stream.
+struct stream_end {
+  std::uint64_t size = 0; ///< of the stream
+  std::vector<std::byte> bytes;
+
+  std::span<const std::byte> before(std::uint64_t end) const {
+    return std::span(bytes).first(bytes.size() - static_cast<std::size_t>(size - end));
+  }
+};
+
+stream_end read_stream_end(file& source, abort_callback& abort) {
+  source.ensure_seekable();
+  stream_end result{source.get_size_ex(abort), {}};
+  result.bytes.resize(static_cast<std::size_t>(std::min<std::uint64_t>(result.size, first_look)));
+  source.seek(result.size - result.bytes.size(), abort);
+  source.read_object(result.bytes.data(), result.bytes.size(), abort);
+  return result;
+}
+
+bool ends_with_ape(std::span<const std::byte> bytes) {
+  return bytes.size() >= ape_footer_size && starts_with(bytes.last(ape_footer_size), "APETAGEX");
+}
+
+bool read_id3v1_before(const stream_end& tail, std::uint64_t& end, file_info& info) {
+  const auto bytes = tail.before(end);
+  if (bytes.size() < id3v1_size || !found([&] { decode_id3v1(bytes.last(id3v1_size), info); })) return false;
+  end -= id3v1_size;
+  return true;
+}
+
+bool read_ape_before(file& source, const stream_end& tail, std::uint64_t& end, file_info& info, abort_callback& abort) {
+  const auto bytes = tail.before(end);
+  const auto size = ends_with_ape(bytes) ? ape_tag_size(bytes.last(ape_footer_size)) : 0;
+  if (size == 0 || size > end) return false;
+  ape_tag tag;
+  const bool is_read = found([&] {
+    if (size <= bytes.size()) {
+      tag = parse_ape_tag(bytes, ape_items_wanted::text);
+      end -= size;
+    } else {
+      tag = read_ape_tag(source, end, abort, ape_items_wanted::text);
+    }
+  });
+  if (is_read) read_ape_fields(tag, info);
+  return is_read;
+}
+
+} // namespace
+
+std::uint64_t read_trailing_tags(file& source, file_info& info, abort_callback& abort) {
+  const auto tail = read_stream_end(source, abort);
+  auto begin = tail.size;
+  file_info_impl id3v1;
+  // A footer at the very end is the last block; what stands 128 bytes before the end is part of its tag.
+  const bool has_id3v1 = !ends_with_ape(tail.bytes) && read_id3v1_before(tail, begin, id3v1);
+  const bool has_ape = read_ape_before(source, tail, begin, info, abort);
+  if (!has_ape && !has_id3v1) throw exception_tag_not_found();
+  if (!has_ape)
+    copy_tag(info, id3v1);
+  else if (has_id3v1)
+    merge_weaker_tag(info, id3v1);
+  return begin;
+}
+
+namespace {
+
+/// Reads [begin, end) of `source`.
+std::vector<std::byte> read_range(file& source, std::uint64_t begin, std::uint64_t end, abort_callback& abort) {
+  std::vector<std::byte> bytes(static_cast<std::size_t>(end - begin));
+  source.seek(begin, abort);
+  source.read_object(bytes.data(), bytes.size(), abort);
+  return bytes;
+}
+
+void strip_ape(file& source, trailing_zone& zone, abort_callback& abort) {
+  const auto end = zone.begin;
+  auto begin = end;
+  ape_tag tag = read_ape_tag(source, begin, abort);
+  zone.ape_bytes = read_range(source, begin, end, abort);
+  zone.ape = std::move(tag);
+  zone.begin = begin;
+}
+
+void strip_id3v1(file& source, trailing_zone& zone, abort_callback& abort) {
+  auto begin = zone.begin;
+  skip_id3v1(source, begin, abort);
+  if (!zone.id3v1) {
+    source.seek(begin, abort);
+    source.read_object(zone.id3v1.emplace().data(), id3v1_size, abort);
+  }
+  zone.begin = begin;
+}
+
+} // namespace
+
+trailing_zone scan_trailing_tags(file& source, lyrics3_blocks lyrics3, abort_callback& abort) {
+  source.ensure_seekable();
+  trailing_zone zone;
+  zone.begin = zone.end = source.get_size_ex(abort);
+  for (bool moved = true; moved;) {
+    abort.check();
+    const auto before = zone.begin;
+    if (!zone.ape) found([&] { strip_ape(source, zone, abort); });
+    if (lyrics3 == lyrics3_blocks::belong) found([&] { read_lyrics3(source, zone.begin, nullptr, abort); });
+    found([&] { strip_id3v1(source, zone, abort); });
+    moved = zone.begin != before;
+  }
+  return zone;
+}
+
+namespace {
+
+/// Whether two records hold the same fields, in whatever order, and gains that are written alike.
+bool says_the_same(const file_info& a, const file_info& b) {
+  using namespace replaygain_field;
+  for (const auto name : {track_gain, track_peak, album_gain, album_peak})
+    if (get_replaygain_field(a.get_replaygain(), name) != get_replaygain_field(b.get_replaygain(), name)) return false;
+  if (a.meta_get_count() != b.meta_get_count()) return false;
+  for (std::size_t i = 0; i < a.meta_get_count(); ++i) {
+    const auto other = b.meta_find(a.meta_enum_name(i));
+    if (other == file_info::npos || a.meta_enum_value_count(i) != b.meta_enum_value_count(other)) return false;
+    for (std::size_t n = 0; n < a.meta_enum_value_count(i); ++n)
+      if (a.meta_enum_value(i, n) != b.meta_enum_value(other, n)) return false;
+  }
+  return true;
+}
+
+std::vector<std::byte> make_ape(const trailing_zone& old, const file_info& info) {
+  std::vector<ape_item> items;
+  if (old.ape) {
+    file_info_impl said;
+    read_ape_fields(*old.ape, said);
+    if (says_the_same(said, info)) return old.ape_bytes;
+    items = old.ape->items;
+  }
+  write_ape_fields(info, items);
+  return format_ape_tag(items);
+}
+
+id3v1_block make_id3v1(const trailing_zone& old, const file_info& info) {
+  const auto block = encode_id3v1(info);
+  if (!old.id3v1) return block;
+  file_info_impl said;
+  file_info_impl wanted;
+  decode_id3v1(*old.id3v1, said);
+  decode_id3v1(block, wanted);
+  return says_the_same(said, wanted) ? *old.id3v1 : block;
+}
+
+} // namespace
+
+std::vector<std::byte> make_trailing_tags(const trailing_zone& old, const file_info& info, trailing_kinds kinds) {
+  std::vector<std::byte> tail;
+  if (has_kind(kinds, trailing_kinds::ape)) tail = make_ape(old, info);
+  if (has_kind(kinds, trailing_kinds::id3v1)) {
+    const auto block = make_id3v1(old, info);
+    tail.insert(tail.end(), block.begin(), block.end());
+  }
+  return tail;
+}
+
+file_edit write_trailing_tags(file& source, const file_info& info, trailing_kinds kinds, abort_callback& abort) {
+  if (kinds == trailing_kinds::none) return remove_trailing_tags(source, abort);
+  const auto old = scan_trailing_tags(source, lyrics3_blocks::stay, abort);
+  return {old.begin, old.end, make_trailing_tags(old, info, kinds)};
+}
+
+file_edit remove_trailing_tags(file& source, abort_callback& abort) {
+  const auto old = scan_trailing_tags(source, lyrics3_blocks::belong, abort);
+  return {old.begin, old.end, {}};
+}
+
+namespace {
+
+class trailing_tag_service_impl : public trailing_tag_service {
+ public:
+  void read(file& source, file_info& info, abort_callback& abort) override { read_trailing_tags(source, info, abort); }
+  void write(file& target, const file_info& info, trailing_kinds kinds, abort_callback& abort) override {
+    apply(target, write_trailing_tags(target, info, kinds, abort), abort);
+  }
+  void remove(file& target, abort_callback& abort) override {
+    apply(target, remove_trailing_tags(target, abort), abort);
+  }
+  bool id3v1_sufficient(const file_info& info) override { return zelmora::id3v1_sufficient(info); }
+  void id3v1_truncate(file_info& info) override { zelmora::id3v1_truncate(info); }
+  void read(file& source, file_info& info, std::uint64_t& offset, abort_callback& abort) override {
+    offset = read_trailing_tags(source, info, abort);
+  }
+
+ private:
+  static void apply(file& target, const file_edit& edit, abort_callback& abort) {
+    file_ptr object(&target);
+    apply_edits(object, {}, {&edit, 1}, abort);
+  }
+};
+
+service_factory_single_t<trailing_tag_service_impl> factory;
+
+} // namespace
+
+} // namespace zelmora
