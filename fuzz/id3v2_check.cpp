@@ -1,8 +1,10 @@
 #include "id3v2_check.h"
 
 #include "frame/exceptions.h"
+#include "support/test_services.h"
 #include "tags/id3v2_tag.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace zelmora::fuzz {
@@ -50,6 +52,7 @@ std::string check_rounds(const file_info& info, unsigned version) {
 } // namespace
 
 std::string check_id3v2(std::span<const std::byte> data) {
+  test::attach_own_services();
   const auto info = read(data);
   if (!info) {
     // A damaged tag is no reason not to write a new one over it.

@@ -1,5 +1,7 @@
 #include "input_fuzz.h"
 
+#include "verdict.h"
+
 #include "frame/exceptions.h"
 #include "frame/input_open.h"
 #include "frame/memory_file.h"
@@ -112,10 +114,7 @@ std::string check_input(std::span<const std::byte> data, std::string_view path) 
 }
 
 int run_input_target(const std::uint8_t* data, std::size_t size, std::string_view path) {
-  const auto wrong = check_input(std::as_bytes(std::span(data, size)), path);
-  if (wrong.empty()) return 0;
-  std::fprintf(stderr, "%s\n", wrong.c_str());
-  std::abort();
+  return run_check(data, size, [path](std::span<const std::byte> bytes) { return check_input(bytes, path); });
 }
 
 } // namespace zelmora::fuzz
