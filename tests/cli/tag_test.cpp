@@ -148,6 +148,12 @@ TEST_F(TagOfNone, AFieldThatIsAFileIsNotGuessedAt) {
   EXPECT_EQ(zel({"tag", "remove", "a.wav", "a.wav"}).status, 2) << "the name was forgotten";
 }
 
+TEST_F(TagOfNone, NothingIsDoneWithoutASource) {
+  const auto result = zel({"tag", "copy", "missing.wav", "tone://440,1"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "zel: missing.wav: Object not found\n");
+}
+
 } // namespace
 
 } // namespace zelmora::test
