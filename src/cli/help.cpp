@@ -87,7 +87,8 @@ std::vector<std::string> usage_forms(const verb_description& verb) {
 } // namespace
 
 std::string render_program_help(const std::vector<verb_description>& verbs) {
-  std::string out = "zel: describe, decode and check audio files\n\nusage: zel VERB [OPTION]... PATH...\n\nverbs:\n";
+  std::string out =
+      "zel: describe, decode, check and tag audio files\n\nusage: zel VERB [OPTION]... PATH...\n\nverbs:\n";
   for (const auto& verb : verbs) out += fmt::format("  {:<10}{}\n", verb.name, verb.summary);
   out += "\n  zel help VERB   tells more of a verb\n  zel --version   prints the version\n\nexamples:\n";
   for (const auto& verb : verbs) out += fmt::format("  {}\n", verb.examples.front().command);
@@ -140,7 +141,7 @@ void add_tagged(std::string& out, std::string_view tag, std::string_view text) {
 
 std::string render_manual_page(const std::vector<verb_description>& verbs) {
   std::string out = ".\\\" Made by `zel --generate man`.\n.TH ZEL 1 \"\" \"Format Bench\" \"User Commands\"\n"
-                    ".SH NAME\nzel \\- describe, decode and check audio files\n.SH SYNOPSIS\n";
+                    ".SH NAME\nzel \\- describe, decode, check and tag audio files\n.SH SYNOPSIS\n";
   for (const auto& verb : verbs)
     for (const auto& form : usage_forms(verb)) out += roff(form) + "\n.br\n";
   out += ".SH DESCRIPTION\nA \\fIPATH\\fR is anything that an input claims: a file, or a scheme such as\n"

@@ -115,13 +115,15 @@ void write_technical(object_writer& json, const file_info& info) {
   json.close('}');
 }
 
+std::string lower_case(std::string name) {
+  std::ranges::transform(name, name.begin(), ascii_lower);
+  return name;
+}
+
 void write_meta(object_writer& json, const file_info& info) {
   json.key("meta").open('{');
-  std::string name;
   for (std::size_t i = 0; i < info.meta_get_count(); ++i) {
-    name = info.meta_enum_name(i);
-    std::ranges::transform(name, name.begin(), ascii_lower);
-    json.key(name).open('[');
+    json.key(lower_case(info.meta_enum_name(i))).open('[');
     for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) json.string(info.meta_enum_value(i, n));
     json.close(']');
   }
@@ -219,6 +221,53 @@ void append_json(std::string& out, const setting_description& setting) {
   json.key("value").string(setting.value);
   json.key("default").string(setting.default_value);
   json.key("branch").strings(setting.branch);
+  json.finish();
+}
+
+void append_json(std::string& out, const tag_change_description& file) {
+  object_writer json(out);
+  write_path(json, file.path);
+  json.key("changed").boolean(file.is_changed);
+  json.key("dry_run").boolean(file.is_dry_run);
+  json.key("subsongs").open('[');
+  for (const auto& entry : file.subsongs) {
+    json.open('{');
+    json.key("subsong").number(std::uint64_t{entry.subsong});
+    json.key("changes").open('[');
+    for (const auto& change : entry.changes) {
+      json.open('{');
+      json.key("name").string(lower_case(change.name));
+      json.key("old").strings(change.old_values);
+      json.key("new").strings(change.new_values);
+      json.close('}');
+    }
+    json.close(']');
+    json.close('}');
+  }
+  json.close(']');
+  json.finish();
+}
+
+void append_json(std::string& out, const context_command_description& command) {
+  object_writer json(out);
+  json.key("group").string(command.group);
+  json.key("name").string(command.name);
+  json.key("help").string(command.help);
+  json.finish();
+}
+
+void append_tags_json(std::string& out, const media_description& media) {
+  object_writer json(out);
+  write_path(json, media.path);
+  json.key("subsongs").open('[');
+  for (const auto& entry : media.subsongs) {
+    json.open('{');
+    json.key("subsong").number(std::uint64_t{entry.subsong});
+    write_meta(json, entry.info);
+    write_gains(json, entry.info.get_replaygain());
+    json.close('}');
+  }
+  json.close(']');
   json.finish();
 }
 

@@ -2,6 +2,8 @@
 // is none stands beside it in base64, byte for byte.
 #pragma once
 
+#include "cli/tag_edit.h"
+#include "frame/context_command.h"
 #include "frame/file_info.h"
 #include "host/io_statistics.h"
 
@@ -65,11 +67,28 @@ struct setting_description {
   std::vector<std::string> branch; ///< labels from the root down
 };
 
+/// What an edit of tags does to a file.
+struct tag_change_description {
+  struct subsong_changes {
+    std::uint32_t subsong = 0;
+    std::vector<field_change> changes;
+  };
+
+  std::string_view path;
+  std::vector<subsong_changes> subsongs;
+  bool is_changed = false;
+  bool is_dry_run = false;
+};
+
 /// Each appends a whole line.
 void append_json(std::string& out, const media_description& media);
 void append_json(std::string& out, const verify_description& result);
 void append_json(std::string& out, const input_description& input);
 void append_json(std::string& out, const setting_description& setting);
+void append_json(std::string& out, const tag_change_description& file);
+void append_json(std::string& out, const context_command_description& command);
+/// The fields and gains of each subsong, and nothing else.
+void append_tags_json(std::string& out, const media_description& media);
 /// The object of a path that failed; `subsong` where only that one did.
 void append_json_error(std::string& out, std::string_view path, std::optional<std::uint32_t> subsong,
                        const std::exception& failure);

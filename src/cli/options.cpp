@@ -2,6 +2,7 @@
 #include "cli/options.h"
 
 #include "cli/help.h"
+#include "cli/suggestions.h"
 #include "frame/text.h"
 
 #include <CLI/CLI.hpp>
@@ -106,10 +107,14 @@ CLI::Option* add_time(CLI::App& app, const char* name, std::optional<double>& va
       ->check(CLI::Validator(is_refused, ""));
 }
 
-void add_input(CLI::App& app, path_arguments& input, unsigned& jobs, const std::string& usual_jobs) {
+void add_paths(CLI::App& app, path_arguments& input) {
   app.add_option("--files-from", input.list, "read more paths from FILE, one a line; - is standard input")
       ->type_name("FILE");
   app.add_flag("-0,--null", input.nul_separated, "the paths of --files-from end with a NUL byte, not with a line");
+}
+
+void add_input(CLI::App& app, path_arguments& input, unsigned& jobs, const std::string& usual_jobs) {
+  add_paths(app, input);
   add_number(app, "-j,--jobs", jobs, 1u, most_jobs, ("work on N files at once (" + usual_jobs + ")").c_str());
 }
 
@@ -127,6 +132,13 @@ class verb_parser {
   virtual ~verb_parser() = default;
   virtual void define(CLI::App& app) = 0;
   virtual request finish(std::vector<std::string> operands) = 0;
+  /// For verbs to which it matters what stands before a "--".
+  virtual request finish_marked(marked_operands operands) {
+    auto all = std::move(operands.before);
+    all.insert(all.end(), std::make_move_iterator(operands.after.begin()),
+               std::make_move_iterator(operands.after.end()));
+    return finish(std::move(all));
+  }
 };
 
 class formats_parser : public verb_parser {
@@ -220,6 +232,80 @@ class verify_parser : public verb_parser {
     return options_;
   }
   verify_options options_;
+};
+
+class tag_parser : public verb_parser {
+  void define(CLI::App& app) override {
+    app.add_flag("--dry-run", options_.dry_run, "show what would change, and change nothing");
+    add_number(app, "--subsong", options_.subsong, 0u, std::numeric_limits<std::uint32_t>::max(),
+               "subsong N, as numbered by info, alone (all); for copy that of SOURCE");
+    app.add_flag("--json", options_.json, "one JSON object a line for each path");
+    add_input(app, options_.input, options_.jobs, "1; show: as many as there are processors, up to 4");
+  }
+
+  request finish_marked(marked_operands operands) override {
+    auto& first = operands.before.empty() ? operands.after : operands.before;
+    if (first.empty()) throw usage_error(fmt::format("tag needs one of {}", fmt::join(action_names, ", ")));
+    const auto found = std::ranges::find(action_names, first.front());
+    if (found == action_names.end())
+      throw usage_error(
+          fmt::format("tag knows {}, not \"{}\"", fmt::join(action_names, ", "), escape_for_display(first.front())));
+    options_.action = static_cast<tag_action>(found - action_names.begin());
+    first.erase(first.begin());
+    check_options();
+    auto split = split_tag_operands(options_.action, std::move(operands));
+    options_.fields = std::move(split.fields);
+    check_fields();
+    return finish(std::move(split.paths));
+  }
+
+  request finish(std::vector<std::string> operands) override {
+    if (options_.action == tag_action::copy) {
+      if (operands.empty()) throw usage_error("no SOURCE is given");
+      options_.source = std::move(operands.front());
+      operands.erase(operands.begin());
+    }
+    require_paths(options_.input, std::move(operands));
+    return options_;
+  }
+
+  void check_options() const {
+    if (options_.dry_run && options_.action == tag_action::show) throw usage_error("tag show changes nothing anyway");
+    if (options_.subsong && options_.action == tag_action::clear)
+      throw usage_error("tag clear takes the tags of a file, not those of a subsong");
+  }
+
+  void check_fields() const {
+    const bool assigns = options_.action == tag_action::set || options_.action == tag_action::add;
+    if (assigns && options_.fields.empty()) throw usage_error("no NAME=VALUE is given");
+    if (options_.action == tag_action::remove && options_.fields.empty()) throw usage_error("no NAME is given");
+  }
+
+  /// In the order of `tag_action`.
+  static constexpr std::array<std::string_view, 6> action_names{"show", "set", "add", "remove", "clear", "copy"};
+
+  tag_options options_;
+};
+
+class commands_parser : public verb_parser {
+  void define(CLI::App& app) override { app.add_flag("--json", options_.json, "one JSON object a line"); }
+  request finish(std::vector<std::string> operands) override {
+    if (!operands.empty()) throw usage_error("commands takes no PATH");
+    return options_;
+  }
+  commands_options options_;
+};
+
+class run_parser : public verb_parser {
+  void define(CLI::App& app) override { add_paths(app, options_.input); }
+  request finish(std::vector<std::string> operands) override {
+    if (operands.empty()) throw usage_error("no COMMAND is given");
+    options_.command = std::move(operands.front());
+    operands.erase(operands.begin());
+    require_paths(options_.input, std::move(operands));
+    return options_;
+  }
+  run_options options_;
 };
 
 class config_parser : public verb_parser {
@@ -335,6 +421,42 @@ const std::vector<verb_row>& verb_rows() {
        {{"zel verify *.flac", "are they whole?"},
         {"zel verify --seeks 200 song.mp3", "is seeking exact?"},
         {"zel verify --json --files-from list -j 2 > report", "a report for programs"}}},
+      {"tag",
+       "show PATH... | set NAME=VALUE... PATH... | add NAME=VALUE... PATH... | remove NAME[=VALUE]... PATH... | "
+       "clear PATH... | copy SOURCE TARGET...",
+       "show and edit tags",
+       "show prints NAME=VALUE lines. set gives fields their values: a NAME that is given several times has several, "
+       "NAME= takes the field away, NAME=@FILE reads the value from a UTF-8 file, and NAME=@@TEXT is a value that "
+       "begins "
+       "with @. add appends values; remove takes away a field, or one value of it; clear takes away all tags; copy "
+       "puts "
+       "the fields and gains of SOURCE in the place of those of each TARGET. The names replaygain_track_gain, "
+       "replaygain_track_peak, replaygain_album_gain and replaygain_album_peak are the gains. The leading operands of "
+       "the form NAME=VALUE, without a slash in NAME, are fields, and for remove the first operand in any case; what "
+       "follows is paths. With -- behind the fields there is no doubt, and remove takes several names. A file that an "
+       "edit does not change is not written to.",
+       make<tag_parser>,
+       {{"zel tag set title=Aria \"artist=Ann Other\" song.flac", "two fields"},
+        {"zel tag set genre=Jazz genre=Blues -- *.flac", "two values of one field, in many files"},
+        {"zel tag set lyrics=@words.txt comment= song.mp3", "a value from a file, and a field less"},
+        {"zel tag remove --dry-run comment *.mp3", "what would be removed?"},
+        {"zel tag copy song.flac song.mp3", "the same fields in another file"}}},
+      {"commands",
+       "",
+       "list the commands for run",
+       "Lists by group what the plug-in can do to files beyond reading and tags. A player shows the same in its menus.",
+       make<commands_parser>,
+       {{"zel commands", "names and what they do"}, {"zel commands --json", "the same for programs"}}},
+      {"run",
+       "COMMAND PATH...",
+       "run a command on files",
+       "Runs the command of that name, in any case of its letters, on all tracks of all files at once. A command that "
+       "does not apply to the files is refused. When some of them fail the rest is still done, and a message at the "
+       "end "
+       "tells which, and why.",
+       make<run_parser>,
+       {{"zel run \"Copy track ReplayGain to SoundCheck\" *.m4a", "levels for players that know no other"},
+        {"zel run \"Remove SoundCheck information\" --files-from list", "and away with them"}}},
       {"config",
        "list | get KEY... | set KEY=VALUE... | reset KEY...",
        "show and change settings",
@@ -394,35 +516,12 @@ std::vector<verb_description> describe_all() {
 
 // --- parsing ---------------------------------------------------------------------------------------------------------
 
-/// How many letters must be inserted, deleted, replaced or swapped with their neighbours to make one from the other.
-std::size_t edit_distance(std::string_view a, std::string_view b) {
-  std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
-  for (std::size_t i = 0; i <= a.size(); ++i) cost[i][0] = i;
-  for (std::size_t j = 0; j <= b.size(); ++j) cost[0][j] = j;
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      const std::size_t replace = cost[i - 1][j - 1] + (a[i - 1] != b[j - 1]);
-      cost[i][j] = std::min({cost[i - 1][j] + 1, cost[i][j - 1] + 1, replace});
-      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
-        cost[i][j] = std::min(cost[i][j], cost[i - 2][j - 2] + 1);
-    }
-  }
-  return cost[a.size()][b.size()];
-}
-
 [[noreturn]] void raise_unknown_verb(const std::string& name) {
-  constexpr std::size_t longest_guess = 32;
   std::string message = fmt::format("unknown verb \"{}\"", name);
-  const verb_row* nearest = nullptr;
-  std::size_t distance = 3; // further away it is no slip of the fingers
-  for (const auto& row : verb_rows()) {
-    if (name.size() > longest_guess) break;
-    const auto d = std::string_view(row.name).starts_with(name) && !name.empty() ? 0 : edit_distance(name, row.name);
-    if (d >= distance) continue;
-    distance = d;
-    nearest = &row;
-  }
-  if (nearest != nullptr) message += fmt::format("; did you mean \"{}\"?", nearest->name);
+  std::vector<std::string> names;
+  for (const auto& row : verb_rows()) names.emplace_back(row.name);
+  if (const auto nearest = nearest_names(name, names); !nearest.empty())
+    message += fmt::format("; did you mean \"{}\"?", nearest.front());
   throw usage_error(message);
 }
 
@@ -446,9 +545,10 @@ request parse_verb(const verb_row& row, std::span<const std::string> arguments) 
   for (const auto& operand : operands)
     if (operand.size() > 1 && operand.front() == '-')
       throw usage_error(fmt::format("unknown option \"{}\"", operand), row.name);
-  if (mark != arguments.end()) operands.insert(operands.end(), mark + 1, arguments.end());
+  marked_operands marked{std::move(operands), {}, mark != arguments.end()};
+  if (marked.has_mark) marked.after.assign(mark + 1, arguments.end());
   try {
-    return parser->finish(std::move(operands));
+    return parser->finish_marked(std::move(marked));
   } catch (const usage_error& error) {
     throw usage_error(error.what(), row.name);
   }

@@ -1,6 +1,8 @@
 // What a command line asks for, as plain values.
 #pragma once
 
+#include "cli/tag_operands.h"
+
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -75,8 +77,28 @@ struct config_options {
   bool json = false;
 };
 
-using request =
-    std::variant<text_request, formats_options, info_options, decode_options, verify_options, config_options>;
+struct tag_options {
+  tag_action action = tag_action::show;
+  std::vector<field_operand> fields; ///< for `set`, `add`, `remove`
+  std::string source;                ///< of `copy`
+  path_arguments input;
+  unsigned jobs = 0;                    ///< 0: as many as suit the action
+  std::optional<std::uint32_t> subsong; ///< none: all; for `copy` it is that of the source
+  bool dry_run = false;
+  bool json = false;
+};
+
+struct commands_options {
+  bool json = false;
+};
+
+struct run_options {
+  std::string command;
+  path_arguments input;
+};
+
+using request = std::variant<text_request, formats_options, info_options, decode_options, verify_options, tag_options,
+                             commands_options, run_options, config_options>;
 
 /// Reads the arguments that follow the program's name. Raises `usage_error`.
 request parse_command_line(const std::vector<std::string>& arguments);

@@ -18,6 +18,11 @@ exit_status run_verb(const formats_options& options, program_context& context) {
 exit_status run_verb(const info_options& options, program_context& context) { return run_info(options, context); }
 exit_status run_verb(const decode_options& options, program_context& context) { return run_decode(options, context); }
 exit_status run_verb(const verify_options& options, program_context& context) { return run_verify(options, context); }
+exit_status run_verb(const tag_options& options, program_context& context) { return run_tag(options, context); }
+exit_status run_verb(const commands_options& options, program_context& context) {
+  return run_commands(options, context);
+}
+exit_status run_verb(const run_options& options, program_context& context) { return run_run(options, context); }
 exit_status run_verb(const config_options& options, program_context& context) { return run_config(options, context); }
 
 exit_status run_request(const request& wanted, standard_output& out) {

@@ -14,7 +14,6 @@
 #include <fmt/compile.h>
 #include <fmt/core.h>
 #include <iterator>
-#include <thread>
 
 namespace zelmora::cli {
 
@@ -126,14 +125,11 @@ void append_text(std::string& out, const media_description& media) {
   out += '\n';
 }
 
-/// Describing a file is mostly waiting for the system, of which a few threads at once get the most.
-unsigned usual_jobs() { return std::clamp(std::thread::hardware_concurrency(), 1u, 4u); }
-
 } // namespace
 
 exit_status run_info(const info_options& options, program_context& context) {
   path_list paths(options.input, context.abort);
-  const auto jobs = options.jobs != 0 ? options.jobs : usual_jobs();
+  const auto jobs = jobs_for_reading(options.jobs);
   return work_on_paths(paths, jobs, context.out, [&](const std::string& path, std::size_t, outcome& result) {
     media_description media;
     media.path = path;
@@ -143,9 +139,7 @@ exit_status run_info(const info_options& options, program_context& context) {
     } catch (const zelmora_io::exception_aborted&) {
       throw;
     } catch (const std::exception& failure) {
-      result.fail(path, failure.what());
-      if (options.json) append_json_error(result.output, path, std::nullopt, failure);
-      return;
+      return fail_path(result, path, failure, form_of(options.json));
     }
     if (!options.io_statistics) media.io.reset();
     if (options.json)

@@ -20,6 +20,9 @@ exit_status run_formats(const formats_options& options, program_context& context
 exit_status run_info(const info_options& options, program_context& context);
 exit_status run_decode(const decode_options& options, program_context& context);
 exit_status run_verify(const verify_options& options, program_context& context);
+exit_status run_tag(const tag_options& options, program_context& context);
+exit_status run_commands(const commands_options& options, program_context& context);
+exit_status run_run(const run_options& options, program_context& context);
 exit_status run_config(const config_options& options, program_context& context);
 
 } // namespace zelmora::cli

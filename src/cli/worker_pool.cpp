@@ -2,6 +2,7 @@
 
 #include "cli/interrupt.h"
 #include "cli/interruptible_write.h"
+#include "cli/json_writer.h"
 #include "host/terminal.h"
 
 #include <algorithm>
@@ -132,6 +133,16 @@ exit_status run_alone(path_list& paths, standard_output& out, const path_work& w
 }
 
 } // namespace
+
+void fail_path(outcome& result, std::string_view path, const std::exception& failure, report_form form) {
+  result.fail(path, failure.what());
+  if (form == report_form::json) append_json_error(result.output, path, std::nullopt, failure);
+}
+
+unsigned jobs_for_reading(unsigned asked) {
+  // Describing a file is mostly waiting for the system, of which a few threads at once get the most.
+  return asked != 0 ? asked : std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+}
 
 exit_status work_on_paths(path_list& paths, unsigned jobs, standard_output& out, const path_work& work) {
   if (const auto count = paths.count()) jobs = static_cast<unsigned>(std::min<std::size_t>(jobs, *count));

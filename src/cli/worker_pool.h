@@ -5,6 +5,7 @@
 #include "cli/path_list.h"
 #include "cli/standard_output.h"
 
+#include <exception>
 #include <functional>
 #include <string>
 #include <vector>
@@ -28,6 +29,15 @@ struct outcome {
     raise_status(status, with);
   }
 };
+
+enum class report_form { text, json };
+inline report_form form_of(bool json) { return json ? report_form::json : report_form::text; }
+
+/// A path that failed: its line on standard error, and in JSON its object on standard output.
+void fail_path(outcome& result, std::string_view path, const std::exception& failure, report_form form);
+
+/// How many threads describe files: what the user has `asked` for, or if that is 0 as many as suit the machine.
+unsigned jobs_for_reading(unsigned asked);
 
 /// Works on the path that is number `number` [0, count) of the list; `result` comes empty. Called by several threads at
 /// once. Raises nothing but `exception_aborted` and `standard_output_failure`: failures go into the result.

@@ -149,6 +149,10 @@ class input_entry : public service_base {
                                                                event_logger_ptr logger, abort_callback& abort);
   static service_ptr_t<input_info_writer> g_open_for_info_write(file_ptr filehint, std::string_view path,
                                                                 event_logger_ptr logger, abort_callback& abort);
+  /// As `g_open_for_info_write`, trying again for up to `timeout` [s] while the object is in use by others.
+  static service_ptr_t<input_info_writer> g_open_for_info_write_timeout(file_ptr filehint, std::string_view path,
+                                                                        event_logger_ptr logger, double timeout,
+                                                                        abort_callback& abort);
 };
 
 class input_entry_v2 : public input_entry {

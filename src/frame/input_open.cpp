@@ -189,6 +189,13 @@ service_ptr_t<input_info_writer> input_entry::g_open_for_info_write(file_ptr fil
   const uCallStackTracker trace("input_entry::g_open_for_info_write");
   return open_as<input_info_writer>(std::move(filehint), path, std::move(logger), abort);
 }
+service_ptr_t<input_info_writer> input_entry::g_open_for_info_write_timeout(file_ptr filehint, std::string_view path,
+                                                                            event_logger_ptr logger, double timeout,
+                                                                            abort_callback& abort) {
+  service_ptr_t<input_info_writer> result;
+  retry_while_in_use(timeout, abort, [&] { result = g_open_for_info_write(filehint, path, logger, abort); });
+  return result;
+}
 
 void input_open_file_helper(file_ptr& file, std::string_view path, t_input_open_reason reason, abort_callback& abort) {
   if (file) return file->reopen(abort);

@@ -23,7 +23,7 @@ class popup_message_impl : public popup_message {
       screen.print_error_line(line.append(escape_for_display(message.substr(0, end))));
       if (end == std::string_view::npos) return;
       message.remove_prefix(end + 1);
-      line = "  ";
+      line = message.starts_with('\n') ? "" : "  ";
     }
   }
 

@@ -79,6 +79,34 @@ INSTANTIATE_TEST_SUITE_P(
                    {"decode", "-o", "x", "tone://440,1", "tone://441,1"},
                    "zel: several paths need an existing directory for -o"},
         usage_case{"NoSuchDirectory", {"decode", "-o", "x/", "tone://440,1"}, "zel: x/ is no directory"},
+        usage_case{"TagAlone", {"tag"}, "zel: tag needs one of show, set, add, remove, clear, copy"},
+        usage_case{"TagAction",
+                   {"tag", "sett", "a=b", "c"},
+                   "zel: tag knows show, set, add, remove, clear, copy, not \"sett\""},
+        usage_case{"SetNoField", {"tag", "set", "a"}, "zel: no NAME=VALUE is given"},
+        usage_case{"RemoveNoField", {"tag", "remove"}, "zel: no NAME is given"},
+        usage_case{"SetNoPath", {"tag", "set", "a=b"}, "zel: no PATH is given"},
+        usage_case{"CopyNoTarget", {"tag", "copy", "a"}, "zel: no PATH is given"},
+        usage_case{"CopyNoSource", {"tag", "copy", "--files-from", "x"}, "zel: no SOURCE is given"},
+        usage_case{"FieldNameForbidden", {"tag", "set", "a%=b", "c"}, "zel: \"a%\" is no name that a field can have"},
+        usage_case{"FieldNameEmpty", {"tag", "add", "=b", "c"}, "zel: \"\" is no name that a field can have"},
+        usage_case{"FieldNameNotAscii",
+                   {"tag", "set", "t\xC3\xADtulo=b", "c"},
+                   "zel: \"t\xC3\xADtulo\" is no name that a field can have"},
+        usage_case{"FieldValueNoText", {"tag", "set", "a=gr\xFC", "c"}, "zel: the value of a is no UTF-8"},
+        usage_case{"GainWithoutNumber",
+                   {"tag", "set", "replaygain_album_gain=abc", "c"},
+                   "zel: the value of replaygain_album_gain is no number: \"abc\""},
+        usage_case{"ClearOfASubsong",
+                   {"tag", "clear", "--subsong", "1", "a"},
+                   "zel: tag clear takes the tags of a file, not those of a subsong"},
+        usage_case{"DryShow", {"tag", "show", "--dry-run", "a"}, "zel: tag show changes nothing anyway"},
+        usage_case{"RunAlone", {"run"}, "zel: no COMMAND is given"},
+        usage_case{"RunOnNothing", {"run", "Remove SoundCheck information"}, "zel: no PATH is given"},
+        usage_case{"RunUnknown",
+                   {"run", "Remove SoundCheck infromation", "a.mp3"},
+                   "zel: unknown command \"Remove SoundCheck infromation\"; did you mean \"Remove SoundCheck "
+                   "information\"?"},
         usage_case{"ConfigAlone", {"config"}, "zel: config needs one of list, get, set, reset"},
         usage_case{"ConfigAction", {"config", "lst"}, "zel: config knows list, get, set and reset, not \"lst\""},
         usage_case{"SetWithoutValue", {"config", "set", "a"}, "zel: \"a\" has no value: KEY=VALUE"},
@@ -94,7 +122,7 @@ TEST_F(CommandLine, AloneItShowsHelpAndFails) {
 }
 
 TEST_F(CommandLine, HelpOfAVerbHasItsOptionsAndExamples) {
-  for (const std::string verb : {"formats", "info", "decode", "verify", "config"}) {
+  for (const std::string verb : {"formats", "info", "decode", "verify", "tag", "commands", "run", "config"}) {
     const auto result = zel({"help", verb});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.err, "");
@@ -128,6 +156,7 @@ TEST_F(CommandLine, CompletionOffersWhatFits) {
   EXPECT_EQ(complete("zel decode --fo"), "--format\n");
   EXPECT_EQ(complete("zel decode --format s"), "s16 s24 s32\n");
   EXPECT_EQ(complete("zel config re"), "reset\n");
+  EXPECT_EQ(complete("zel tag c"), "clear copy\n");
   EXPECT_EQ(complete("zel verify --seeks \"\""), "\n");
 }
 

@@ -8,11 +8,15 @@ namespace {
 std::atomic<std::size_t> largest = 0;
 } // namespace
 
-void* operator new(std::size_t size) {
+// The library's own form for std::stable_sort and others; what allocates must be of one make with what frees.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   auto known = largest.load(std::memory_order_relaxed);
   while (known < size && !largest.compare_exchange_weak(known, size, std::memory_order_relaxed)) {
   }
-  if (void* const result = std::malloc(size != 0 ? size : 1)) return result;
+  return std::malloc(size != 0 ? size : 1);
+}
+void* operator new(std::size_t size) {
+  if (void* const result = operator new(size, std::nothrow)) return result;
   throw std::bad_alloc();
 }
 void operator delete(void* block) noexcept { std::free(block); }

@@ -5,11 +5,11 @@ _zel() {
   words() { mapfile -t COMPREPLY < <(compgen -W "$1" -- "$current"); }
   files() { compopt -o filenames; mapfile -t COMPREPLY < <(compgen -f -- "$current"); }
   if [[ $COMP_CWORD -eq 1 ]]; then
-    words 'formats info decode verify config help --help --version'
+    words 'formats info decode verify tag commands run config help --help --version'
     return
   fi
   if [[ $verb == help ]]; then
-    words 'formats info decode verify config'
+    words 'formats info decode verify tag commands run config'
     return
   fi
   case $verb:$previous in
@@ -31,12 +31,20 @@ _zel() {
     verify:--files-from) files; return;;
     verify:-j) return;;
     verify:--jobs) return;;
+    tag:--subsong) return;;
+    tag:--files-from) files; return;;
+    tag:-j) return;;
+    tag:--jobs) return;;
+    run:--files-from) files; return;;
   esac
   case $verb in
     formats) options='--json -h --help';;
     info) options='--json --io-stats --files-from -0 --null -j --jobs -h --help';;
     decode) options='-o --output --format --bits --subsong --start --length --no-postprocess --files-from -0 --null -j --jobs -h --help';;
     verify) options='--seeks --seed --json --files-from -0 --null -j --jobs -h --help';;
+    tag) options='--dry-run --subsong --json --files-from -0 --null -j --jobs -h --help';;
+    commands) options='--json -h --help';;
+    run) options='--files-from -0 --null -h --help';;
     config) options='--json --all -h --help';;
     *) return;;
   esac
@@ -45,6 +53,7 @@ _zel() {
     return
   fi
   case $verb in
+    tag) [[ $COMP_CWORD -eq 2 ]] && words 'show set add remove clear copy' && return;;
     config) [[ $COMP_CWORD -eq 2 ]] && words 'list get set reset' && return;;
   esac
   files

@@ -1,0 +1,119 @@
+// `zel commands` and `zel run`: what the plug-in offers beyond reading and tags.
+#include "cli/json_writer.h"
+#include "cli/path_list.h"
+#include "cli/suggestions.h"
+#include "cli/verbs.h"
+#include "frame/context_command.h"
+#include "frame/exceptions.h"
+#include "frame/input.h"
+#include "frame/text.h"
+#include "host/jobs.h"
+
+#include <algorithm>
+#include <fmt/core.h>
+
+namespace zelmora::cli {
+
+namespace {
+
+struct listed_command {
+  service_ptr_t<context_command_entry> entry;
+  std::size_t index = 0;
+  context_command_description description;
+};
+
+/// By group, then by name.
+std::vector<listed_command> list_commands() {
+  std::vector<listed_command> result;
+  for (const auto& entry : enumerate_services<context_command_entry>())
+    for (std::size_t i = 0; i < entry->get_command_count(); ++i) result.push_back({entry, i, entry->describe(i)});
+  std::ranges::sort(result, [](const listed_command& a, const listed_command& b) {
+    const auto groups = stricmp_utf8(a.description.group, b.description.group);
+    return groups != 0 ? groups < 0 : stricmp_utf8(a.description.name, b.description.name) < 0;
+  });
+  return result;
+}
+
+listed_command find_command(const std::string& name) {
+  auto commands = list_commands();
+  std::vector<std::string> names;
+  for (auto& command : commands) {
+    if (stricmp_utf8(command.description.name, name) == 0) return std::move(command);
+    names.push_back(command.description.name);
+  }
+  auto message = fmt::format("unknown command \"{}\"", escape_for_display(name));
+  const auto nearest = nearest_names(name, names);
+  for (std::size_t i = 0; i < nearest.size(); ++i)
+    message +=
+        fmt::format("{}\"{}\"{}", i == 0 ? "; did you mean " : " or ", nearest[i], i + 1 == nearest.size() ? "?" : "");
+  throw usage_error(message, "run");
+}
+
+/// All tracks of all paths. What can't be opened is an item all the same: the command tells why it fails.
+std::vector<media_item> select_items(const path_arguments& input, abort_callback& abort) {
+  std::vector<media_item> result;
+  path_list paths(input, abort);
+  for (std::string path; paths.next(path);) {
+    abort.check();
+    std::vector<std::uint32_t> subsongs;
+    try {
+      const auto reader = input_entry::g_open_for_info_read(nullptr, path, nullptr, abort);
+      for (std::uint32_t i = 0; i < reader->get_subsong_count(); ++i) subsongs.push_back(reader->get_subsong(i));
+    } catch (const zelmora_io::exception_aborted&) {
+      throw;
+    } catch (const std::exception&) {
+      subsongs = {0};
+    }
+    for (const auto subsong : subsongs) result.push_back({path, subsong});
+  }
+  return result;
+}
+
+/// While it lives, the program's token ends the host's jobs.
+class interruptible_jobs {
+ public:
+  explicit interruptible_jobs(abort_callback& abort) { host::set_interrupt(&abort); }
+  ~interruptible_jobs() { host::set_interrupt(nullptr); }
+  interruptible_jobs(const interruptible_jobs&) = delete;
+  interruptible_jobs& operator=(const interruptible_jobs&) = delete;
+};
+
+} // namespace
+
+exit_status run_commands(const commands_options& options, program_context& context) {
+  std::string text;
+  std::string_view group;
+  const auto commands = list_commands();
+  for (const auto& command : commands) {
+    const auto& shown = command.description;
+    if (options.json) {
+      append_json(text, shown);
+      continue;
+    }
+    if (group != shown.group) text += fmt::format("{}\n", shown.group);
+    group = shown.group;
+    text += fmt::format("  {}\n      {}\n", shown.name, shown.help);
+  }
+  context.out.write(text);
+  return exit_status::done;
+}
+
+exit_status run_run(const run_options& options, program_context& context) {
+  const auto command = find_command(options.command);
+  const auto& name = command.description.name;
+  const auto items = select_items(options.input, context.abort);
+  if (items.empty()) return exit_status::done; // an empty list
+  if (!command.entry->is_offered(command.index, items, context.abort)) {
+    print_error(name, "The command does not apply to what is selected");
+    return exit_status::failed;
+  }
+  const interruptible_jobs guard(context.abort);
+  switch (command.entry->run(command.index, items)) {
+  case command_result::done: return exit_status::done;
+  case command_result::some_failed: return exit_status::failed;
+  case command_result::aborted: break;
+  }
+  return exit_status::interrupted;
+}
+
+} // namespace zelmora::cli

@@ -1,0 +1,145 @@
+// `zel commands` and `zel run`: with the plug-in's commands, and with one that tells what it was given.
+#include "cli/zel_process.h"
+
+#include "cli/suggestions.h"
+#include "cli/verbs.h"
+#include "frame/context_command.h"
+#include "support/note_input.h"
+
+#include <algorithm>
+
+namespace zelmora {
+
+namespace {
+
+/// What the command below was run on, and what it answers.
+std::vector<std::string> given;
+command_result answer = command_result::done;
+
+constexpr context_command commands[]{
+    {"Z", "Tell items", "Notes what it is given.",
+     [](media_items items, abort_callback&) { return items.front().path != "note://refused"; },
+     [](media_items items) {
+       for (const auto& item : items) given.push_back(item.path + " " + std::to_string(item.subsong));
+       return answer;
+     }},
+    {"A", "b", "", nullptr, nullptr},
+    {"A", "a", "", nullptr, nullptr},
+};
+context_command_factory factory(commands);
+
+} // namespace
+
+namespace cli {
+namespace {
+
+class RunInProcess : public test::HostTest {
+ protected:
+  RunInProcess() {
+    given.clear();
+    test::notes().clear();
+  }
+
+  /// The exit status; `out` and `err` are kept.
+  exit_status run(std::vector<std::string> arguments) {
+    const auto request = parse_command_line(arguments);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    standard_output to;
+    program_context context{host, to, abort};
+    const auto* const what = std::get_if<run_options>(&request);
+    const auto status =
+        what != nullptr ? run_run(*what, context) : run_commands(std::get<commands_options>(request), context);
+    to.flush();
+    out = testing::internal::GetCapturedStdout();
+    err = testing::internal::GetCapturedStderr();
+    return status;
+  }
+
+  std::string out;
+  std::string err;
+};
+
+TEST_F(RunInProcess, AllTracksOfAllFilesAtOnce) {
+  test::notes()["note://disc"].subsongs.resize(2);
+  test::notes()["note://a"];
+  test::write_bytes(scratch / "list", "note://a\n");
+  EXPECT_EQ(run({"run", "TELL items", "note://disc", "note://missing", "--files-from", scratch / "list"}),
+            exit_status::done);
+  EXPECT_EQ(given, (std::vector<std::string>{"note://disc 1", "note://disc 2", "note://missing 0", "note://a 0"}));
+  EXPECT_EQ(err, "");
+}
+
+TEST_F(RunInProcess, TheStatusIsThatOfTheCommand) {
+  answer = command_result::some_failed;
+  EXPECT_EQ(run({"run", "Tell items", "note://a"}), exit_status::failed);
+  answer = command_result::aborted;
+  EXPECT_EQ(run({"run", "Tell items", "note://a"}), exit_status::interrupted);
+  answer = command_result::done;
+  given.clear();
+  EXPECT_EQ(run({"run", "Tell items", "note://refused"}), exit_status::failed);
+  EXPECT_EQ(err, "zel: Tell items: The command does not apply to what is selected\n");
+  EXPECT_TRUE(given.empty());
+  EXPECT_EQ(run({"run", "Tell items", "--files-from", "/dev/null"}), exit_status::done);
+  EXPECT_TRUE(given.empty());
+}
+
+TEST_F(RunInProcess, CommandsAreSortedAndGrouped) {
+  EXPECT_EQ(run({"commands"}), exit_status::done);
+  EXPECT_EQ(out, "A\n  a\n      \n  b\n      \nZ\n  Tell items\n      Notes what it is given.\n");
+}
+
+TEST(Suggestions, LikeliestFirst) {
+  const std::vector<std::string> names{"Fix FLAC seek table", "Rebuild MP3 stream", "Remove pictures",
+                                       "Remove all pictures", "Remove something"};
+  const auto near = [&](std::string_view name) { return nearest_names(name, names); };
+  EXPECT_EQ(near("rebiuld mp3 straem"), std::vector<std::string>{"Rebuild MP3 stream"});
+  EXPECT_EQ(near("remove"), (std::vector<std::string>{"Remove pictures", "Remove all pictures", "Remove something"}));
+  EXPECT_EQ(near("PICTURES"), (std::vector<std::string>{"Remove pictures", "Remove all pictures"}));
+  EXPECT_EQ(near("Fix FLAC"), std::vector<std::string>{"Fix FLAC seek table"});
+  EXPECT_EQ(near("in"), std::vector<std::string>()) << "too little to go by";
+  EXPECT_EQ(near(""), std::vector<std::string>());
+  EXPECT_EQ(near(std::string(1000, 'x')), std::vector<std::string>());
+}
+
+} // namespace
+} // namespace cli
+
+namespace test {
+namespace {
+
+using Commands = ZelTest;
+
+TEST_F(Commands, OfThePlugInAreListed) {
+  const auto result = zel({"commands", "--json"});
+  EXPECT_EQ(result.status, 0);
+  const auto rows = json_lines_of(result.out);
+  const auto found = std::ranges::find_if(
+      rows, [](const auto& row) { return row.at("name") == "Copy track ReplayGain to SoundCheck"; });
+  ASSERT_NE(found, rows.end());
+  EXPECT_EQ(found->dump(), R"({"group":"Tagging","name":"Copy track ReplayGain to SoundCheck",)"
+                           R"("help":"Copies ReplayGain track gain value to SoundCheck tags."})");
+}
+
+TEST_F(Commands, ItemsThatFailAreToldOnStandardError) {
+  write("b\na.mp3", "no audio");
+  const auto result = zel({"run", "remove soundcheck INFORMATION", "b\na.mp3", "missing.mp3"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "SoundCheck - Information: Error while processing\n"
+                        "  b\\na.mp3\n"
+                        "  Reason:\n"
+                        "  Unsupported file format\n"
+                        "\n"
+                        "  Error while processing\n"
+                        "  missing.mp3\n"
+                        "  Reason:\n"
+                        "  Object not found\n"
+                        "\n"
+                        "  2 out of 2 items could not be processed.\n");
+  EXPECT_EQ(read("b\na.mp3"), "no audio");
+}
+
+} // namespace
+} // namespace test
+} // namespace zelmora
