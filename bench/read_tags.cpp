@@ -35,7 +35,11 @@ std::size_t read_list(const char* path, abort_callback& abort) {
   std::size_t values = 0;
   for (std::string line; std::getline(list, line);) {
     file_info_impl info;
-    tag_processor::read(*open_file(line, abort), info, abort);
+    try {
+      tag_processor::read(*open_file(line, abort), info, abort);
+    } catch (const exception_tag_not_found&) {
+      continue;
+    }
     values += count_values(info);
   }
   return values;

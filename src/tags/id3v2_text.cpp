@@ -96,6 +96,15 @@ void append_language(std::vector<std::byte>& out) {
   out.insert(out.end(), language.begin(), language.end());
 }
 
+/// A frame that holds an encoding byte so far.
+frame begin_frame(std::uint32_t id, text_encoding encoding) {
+  constexpr std::size_t usual_size = 64;
+  frame result{id, {}};
+  result.payload.reserve(usual_size);
+  result.payload.push_back(static_cast<std::byte>(encoding));
+  return result;
+}
+
 } // namespace
 
 string_cursor::string_cursor(text_encoding encoding, std::span<const std::byte> body, strictness rule)
@@ -173,14 +182,14 @@ void append_string(std::vector<std::byte>& out, text_encoding encoding, std::str
 }
 
 frame make_text_frame(std::uint32_t id, text_encoding encoding, std::span<const std::string> strings) {
-  frame result{id, {static_cast<std::byte>(encoding)}};
+  auto result = begin_frame(id, encoding);
   for (const auto& text : strings) append_string(result.payload, encoding, text);
   return result;
 }
 
 frame make_described_frame(std::uint32_t id, text_encoding encoding, std::string_view description,
                            std::string_view text) {
-  frame result{id, {static_cast<std::byte>(encoding)}};
+  auto result = begin_frame(id, encoding);
   append_language(result.payload);
   append_string(result.payload, encoding, description);
   append_string(result.payload, encoding, text);
@@ -212,7 +221,7 @@ picture_view parse_picture(const frame& source) {
 }
 
 frame make_picture_frame(std::string_view mime, unsigned type, std::span<const std::byte> data) {
-  frame result{fourcc("APIC"), {std::byte{0}}};
+  auto result = begin_frame(fourcc("APIC"), text_encoding::eight_bit);
   auto& out = result.payload;
   append_string(out, text_encoding::eight_bit, mime);
   out.push_back(static_cast<std::byte>(type));
@@ -230,10 +239,11 @@ void make_readable_before_v4(frame& source) {
   const auto encoding = read_encoding(source.payload);
   if (encoding == text_encoding::eight_bit || encoding == text_encoding::utf16_bom) return;
   auto strings = described_text_of(source, strictness::lenient);
-  std::vector<std::byte> converted{static_cast<std::byte>(text_encoding::utf16_bom)};
-  converted.insert(converted.end(), source.payload.begin() + 1, source.payload.begin() + 1 + language_size);
-  while (const auto text = strings.next()) append_string(converted, text_encoding::utf16_bom, *text);
-  source.payload = std::move(converted);
+  auto converted = begin_frame(source.id, text_encoding::utf16_bom);
+  converted.payload.insert(converted.payload.end(), source.payload.begin() + 1,
+                           source.payload.begin() + 1 + language_size);
+  while (const auto text = strings.next()) append_string(converted.payload, text_encoding::utf16_bom, *text);
+  source = std::move(converted);
 }
 
 } // namespace

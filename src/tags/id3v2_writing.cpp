@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <span>
 #include <utility>
 
 namespace zelmora {
@@ -84,12 +85,13 @@ class frame_sorter {
   /// Keeps all undecided frames whose id `belongs`, when together they say what is wanted.
   template <class Filter>
   void keep_group(Filter belongs) {
-    const auto rest = std::ranges::stable_partition(undecided_, [&](const frame& f) { return belongs(f.id); });
-    const std::ranges::subrange group(undecided_.begin(), rest.begin());
+    const auto rest =
+        std::stable_partition(undecided_.begin(), undecided_.end(), [&](const frame& f) { return belongs(f.id); });
+    const std::span group(undecided_.begin(), rest);
     const auto said = read_frame_fields(group, context_);
     if (group.empty() || !says_part_of(said, wanted_)) return;
     for (auto& one : group) keep(std::move(one), said);
-    undecided_.erase(group.begin(), group.end());
+    undecided_.erase(undecided_.begin(), rest);
   }
 
   field_map& wanted_;
