@@ -22,6 +22,19 @@ TEST_F(Config, ASettingIsKeptUsedAndReset) {
   EXPECT_EQ(zel({"config", "get", "decoding.toneRate"}).out, "44100\n");
 }
 
+TEST_F(Config, TheHostHasSettingsToo) {
+  EXPECT_EQ(zel({"config", "set", "system.codePage", "CP932"}).status, 0);
+  EXPECT_EQ(zel({"config", "set", "decoding.toneRate", "48000"}).status, 0);
+  EXPECT_EQ(zel({"config", "get", "system.codePage", "decoding.toneRate"}).out, "CP932\n48000\n");
+  const auto refused = zel({"config", "set", "system.codePage", "klingon"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.err,
+            "zel: system.codePage: takes the name of a code page that iconv knows (iconv -l lists them), not "
+            "\"klingon\"\n");
+  EXPECT_EQ(zel({"config", "reset", "system.codePage"}).status, 0);
+  EXPECT_EQ(zel({"config", "get", "system.codePage"}).out, "Windows-1252\n");
+}
+
 TEST_F(Config, ListTellsEverySettingAndItsPlace) {
   const auto list = zel({"config", "list", "--json"});
   EXPECT_EQ(list.status, 0);
