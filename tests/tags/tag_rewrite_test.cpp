@@ -1,0 +1,121 @@
+// Tags of a file on disk, with every system call failing in turn and a kill before each: the old file or the new.
+#include "tags/tag_processor.h"
+
+#include "../host/host_fixture.h"
+#include "frame/input_open.h"
+#include "support/syscall_faults.h"
+#include "tail_bytes.h"
+
+#include <csignal>
+
+namespace zelmora::test {
+namespace {
+
+const bytes audio(40'000, std::byte(0x55));
+
+struct rewrite_case {
+  const char* name;
+  bytes head;
+  bytes tail;
+  tag_kinds kinds;
+  std::size_t title_size;
+  bool moves_audio; ///< whether more than the tags has to be written
+};
+std::ostream& operator<<(std::ostream& out, const rewrite_case& c) { return out << c.name; }
+
+class TagRewrite : public HostTest, public testing::WithParamInterface<rewrite_case> {
+ protected:
+  void SetUp() override {
+    const auto content = GetParam().head + audio + GetParam().tail;
+    old_bytes.assign(reinterpret_cast<const char*>(content.data()), content.size());
+    info.meta_set("title", std::string(GetParam().title_size, 't'));
+    info.meta_set("artist", "a");
+    auto target = put_old();
+    run(target, abort);
+    target.release();
+    new_bytes = read_bytes(path);
+  }
+
+  file_ptr put_old() {
+    write_bytes(path, old_bytes);
+    file_ptr target;
+    input_open_file_helper(target, path, input_open_info_write, abort);
+    return target;
+  }
+  void run(file_ptr& target, abort_callback& token) { tag_processor::write(target, path, info, GetParam().kinds, token); }
+
+  const std::string path = scratch / "song.mp3";
+  std::string old_bytes;
+  std::string new_bytes;
+  file_info_impl info;
+};
+
+TEST_P(TagRewrite, WritesNoMoreThanTheTagsWhereTheyFit) {
+  auto target = put_old();
+  const syscall_watch watch({});
+  run(target, abort);
+  EXPECT_EQ(watch.count("rename") != 0, GetParam().moves_audio);
+}
+
+TEST_P(TagRewrite, FailureOfEachCallLeavesTheOldFileOrTheNew) {
+  std::size_t calls = 0;
+  {
+    auto target = put_old();
+    const syscall_watch watch({});
+    run(target, abort);
+    calls = watch.count();
+  }
+  for (const int error : {EIO, ENOSPC})
+    for (std::size_t n = 0; n < calls; ++n) {
+      auto target = put_old();
+      const auto failure = [&] {
+        const syscall_watch watch({.fail_at = n, .error = error});
+        return raised([&] { run(target, abort); });
+      }();
+      target.release();
+      const auto now = read_bytes(path);
+      EXPECT_TRUE(now == new_bytes || (!failure.empty() && now == old_bytes)) << n << ": " << failure;
+      EXPECT_EQ(scratch.list(), std::vector<std::string>{"song.mp3"}) << n;
+    }
+}
+
+TEST_P(TagRewrite, KilledBeforeEachCallTheFileIsOldOrNew) {
+  for (std::size_t n = 0;; ++n) {
+    put_old().release();
+    const int status = run_in_child([&] {
+      file_ptr target;
+      input_open_file_helper(target, path, input_open_info_write, abort);
+      const syscall_watch watch({.kill_at = n});
+      run(target, abort);
+      return 0;
+    });
+    const auto now = read_bytes(path);
+    EXPECT_TRUE(now == old_bytes || now == new_bytes) << "killed at call " << n;
+    if (status == 0) break;
+    ASSERT_EQ(status, -SIGKILL) << n;
+  }
+  // What the killed ones left goes with the next save.
+  put_old().release();
+  EXPECT_EQ(scratch.list(), std::vector<std::string>{"song.mp3"});
+}
+
+const bytes padded_head = make_tag(3, frame_v3("TIT2", text("old")) + bytes(3000));
+const bytes full_head = make_tag(3, frame_v3("TIT2", text("old")));
+const bytes ape = ape_bytes(ape_item_bytes("Title", "old"), 1);
+const bytes id3v1 = id3v1_bytes({"old"});
+
+INSTANTIATE_TEST_SUITE_P(
+    files, TagRewrite,
+    testing::Values(rewrite_case{"head_in_its_padding", padded_head, {}, tag_kinds::id3v2, 50, false},
+                    rewrite_case{"head_that_grows", full_head, {}, tag_kinds::id3v2, 5000, true},
+                    rewrite_case{"id3v1_in_place", {}, id3v1, tag_kinds::id3v1, 9, false},
+                    rewrite_case{"tail_that_grows", {}, ape + id3v1, tag_kinds::ape | tag_kinds::id3v1, 500, false},
+                    rewrite_case{"tail_that_shrinks", {}, ape_bytes(ape_item_bytes("Title", std::string(900, 'o')), 1),
+                                 tag_kinds::ape, 3, true},
+                    rewrite_case{"both_ends", padded_head, ape + id3v1, tag_kinds::id3v2 | tag_kinds::ape | tag_kinds::id3v1,
+                                 50, true},
+                    rewrite_case{"kinds_that_go", full_head, ape, tag_kinds::ape, 9, true}),
+    case_name);
+
+} // namespace
+} // namespace zelmora::test
