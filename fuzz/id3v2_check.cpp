@@ -24,14 +24,7 @@ std::optional<file_info_impl> read(std::span<const std::byte> data) {
 }
 
 bool say_the_same(const file_info& a, const file_info& b) {
-  if (a.meta_get_count() != b.meta_get_count() || a.get_replaygain() != b.get_replaygain()) return false;
-  for (std::size_t i = 0; i < a.meta_get_count(); ++i) {
-    const auto other = b.meta_find(a.meta_enum_name(i));
-    if (other == file_info::npos || a.meta_enum_value_count(i) != b.meta_enum_value_count(other)) return false;
-    for (std::size_t n = 0; n < a.meta_enum_value_count(i); ++n)
-      if (a.meta_enum_value(i, n) != b.meta_enum_value(other, n)) return false;
-  }
-  return true;
+  return a.get_replaygain() == b.get_replaygain() && a.has_same_meta(b);
 }
 
 /// `info` as a tag of `version`, read back. Nothing to say makes no tag.

@@ -70,6 +70,17 @@ unsigned file_info::info_get_usable_bps() const {
   return bits >= 1 && bits <= widest ? static_cast<unsigned>(bits) : 0;
 }
 
+bool file_info::has_same_meta(const file_info& other) const {
+  if (meta_get_count() != other.meta_get_count()) return false;
+  for (std::size_t i = 0; i < meta_get_count(); ++i) {
+    const auto field = other.meta_find(meta_enum_name(i));
+    if (field == npos || meta_enum_value_count(i) != other.meta_enum_value_count(field)) return false;
+    for (std::size_t n = 0; n < meta_enum_value_count(i); ++n)
+      if (meta_enum_value(i, n) != other.meta_enum_value(field, n)) return false;
+  }
+  return true;
+}
+
 void file_info::copy_meta(const file_info& other) {
   if (&other == this) return;
   meta_remove_all();

@@ -102,6 +102,8 @@ class file_info {
   /// As `info_get_decoded_bps` for those who compute with it: 1 to 256, or 0.
   unsigned info_get_usable_bps() const;
 
+  /// Whether the metadata fields of both hold the same values; the order of the fields doesn't matter.
+  bool has_same_meta(const file_info& other) const;
   void copy_meta(const file_info& other);
   void copy(const file_info& other);
 

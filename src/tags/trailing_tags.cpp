@@ -140,19 +140,12 @@ trailing_zone scan_trailing_tags(file& source, lyrics3_blocks lyrics3, abort_cal
 
 namespace {
 
-/// Whether two records hold the same fields, in whatever order, and gains that are written alike.
+/// Whether two records hold the same fields, and gains that are written alike.
 bool says_the_same(const file_info& a, const file_info& b) {
   using namespace replaygain_field;
   for (const auto name : {track_gain, track_peak, album_gain, album_peak})
     if (get_replaygain_field(a.get_replaygain(), name) != get_replaygain_field(b.get_replaygain(), name)) return false;
-  if (a.meta_get_count() != b.meta_get_count()) return false;
-  for (std::size_t i = 0; i < a.meta_get_count(); ++i) {
-    const auto other = b.meta_find(a.meta_enum_name(i));
-    if (other == file_info::npos || a.meta_enum_value_count(i) != b.meta_enum_value_count(other)) return false;
-    for (std::size_t n = 0; n < a.meta_enum_value_count(i); ++n)
-      if (a.meta_enum_value(i, n) != b.meta_enum_value(other, n)) return false;
-  }
-  return true;
+  return a.has_same_meta(b);
 }
 
 std::vector<std::byte> make_ape(const trailing_zone& old, const file_info& info) {

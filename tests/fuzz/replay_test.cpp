@@ -4,6 +4,7 @@
 #include "input_fuzz.h"
 #include "support/fixtures.h"
 #include "support/largest_allocation.h"
+#include "tail_check.h"
 
 #include <gtest/gtest.h>
 
@@ -31,7 +32,11 @@ struct named_check {
   std::string_view target;
   std::string (*check)(std::span<const std::byte>);
 };
-constexpr std::array named_checks{named_check{"id3v2", fuzz::check_id3v2}};
+constexpr std::array named_checks{
+    named_check{"ape", fuzz::check_ape},
+    named_check{"id3v1_lyrics3", fuzz::check_id3v1_lyrics3},
+    named_check{"id3v2", fuzz::check_id3v2},
+};
 
 std::string check_seed(std::span<const std::byte> data, const std::string& target) {
   const auto found = std::ranges::find(named_checks, target, &named_check::target);

@@ -1,0 +1,127 @@
+#include "tail_check.h"
+
+#include "frame/memory_file.h"
+#include "support/test_services.h"
+#include "tags/ape_mapping.h"
+#include "tags/lyrics3.h"
+#include "tags/trailing_tags.h"
+
+#include <algorithm>
+
+namespace zelmora::fuzz {
+
+using zelmora_io::exception_io_data;
+
+namespace {
+
+using bytes = std::vector<std::byte>;
+
+bool say_the_same(const file_info& a, const file_info& b) {
+  return a.get_replaygain() == b.get_replaygain() && a.has_same_meta(b);
+}
+
+file_info_impl read(std::span<const std::byte> content) {
+  abort_callback_dummy abort;
+  file_info_impl info;
+  try {
+    read_trailing_tags(*service_new<memory_file>(content), info, abort);
+  } catch (const exception_io_data&) {
+    // No tags, which say nothing.
+  }
+  return info;
+}
+
+trailing_zone scan(std::span<const std::byte> content) {
+  abort_callback_dummy abort;
+  return scan_trailing_tags(*service_new<memory_file>(content), lyrics3_blocks::stay, abort);
+}
+
+bytes apply(std::span<const std::byte> content, const file_edit& edit) {
+  bytes result(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(edit.begin));
+  result.insert(result.end(), edit.content.begin(), edit.content.end());
+  const auto rest = content.subspan(static_cast<std::size_t>(edit.end));
+  result.insert(result.end(), rest.begin(), rest.end());
+  return result;
+}
+
+bytes write(std::span<const std::byte> content, const file_info& info, trailing_kinds kinds) {
+  abort_callback_dummy abort;
+  return apply(content, write_trailing_tags(*service_new<memory_file>(content), info, kinds, abort));
+}
+
+std::vector<ape_item> items_to_keep(const trailing_zone& zone) {
+  std::vector<ape_item> result;
+  if (zone.ape)
+    std::ranges::copy_if(zone.ape->items, std::back_inserter(result),
+                         [](const ape_item& item) { return !item.is_writable_text(); });
+  return result;
+}
+
+/// Saving what was read: what a kind can't hold as it stands settles within two rounds.
+std::string check_saves(std::span<const std::byte> content, trailing_kinds kinds) {
+  const auto kept = items_to_keep(scan(content));
+  const auto first = write(content, read(content), kinds);
+  const auto second = write(first, read(first), kinds);
+  if (write(second, read(second), kinds) != second) return "saving what was read changes it again and again";
+  if (has_kind(kinds, trailing_kinds::ape) && items_to_keep(scan(second)) != kept) return "an item got lost";
+  if (has_kind(kinds, trailing_kinds::ape) && !say_the_same(read(second), read(first)))
+    return "a tag of ours says something else";
+  return {};
+}
+
+std::string check_removal(std::span<const std::byte> content) {
+  abort_callback_dummy abort;
+  const auto rest = apply(content, remove_trailing_tags(*service_new<memory_file>(content), abort));
+  const auto again = remove_trailing_tags(*service_new<memory_file>(rest), abort);
+  return again.begin == rest.size() ? "" : "something is left of the tail";
+}
+
+/// Items that were read come back, pictures and all.
+std::string check_items(std::span<const std::byte> data, std::uint32_t version) {
+  const ape_tag tag{version, parse_ape_items(version, max_ape_items, data)};
+  const auto again = parse_ape_tag(format_ape_tag(tag.items));
+  if (again.items != tag.items) return "items don't come back";
+  file_info_impl info;
+  read_ape_fields(tag, info);
+  auto items = tag.items;
+  const auto pictures = read_ape_pictures(items);
+  write_ape_pictures(pictures, items);
+  const auto found = read_ape_pictures(items);
+  const auto same_picture = [](const album_art_entry& a, const album_art_entry& b) {
+    return a.id == b.id && std::ranges::equal(a.data->bytes(), b.data->bytes());
+  };
+  return std::ranges::equal(found, pictures, same_picture) ? "" : "pictures don't come back";
+}
+
+} // namespace
+
+std::string check_ape(std::span<const std::byte> data) {
+  test::attach_own_services();
+  for (const auto kinds : {trailing_kinds::ape, trailing_kinds::both})
+    if (auto wrong = check_saves(data, kinds); !wrong.empty()) return wrong;
+  for (const auto version : {ape_version_1, ape_version_2})
+    if (auto wrong = check_items(data, version); !wrong.empty()) return wrong;
+  return check_removal(data);
+}
+
+std::string check_id3v1_lyrics3(std::span<const std::byte> data) {
+  test::attach_own_services();
+  abort_callback_dummy abort;
+  const auto file = service_new<memory_file>(data);
+  for (std::uint64_t end = data.size(), tries = 0; end != 0 && tries < 64; --end, ++tries) {
+    file_info_impl info;
+    auto begin = end;
+    try {
+      read_lyrics3(*file, begin, &info, abort);
+    } catch (const exception_io_data&) {
+      continue;
+    }
+    if (begin >= end) return "a block of no length";
+    for (std::size_t i = 0; i < info.meta_get_count(); ++i)
+      if (info.meta_enum_value(i, 0).empty()) return "an empty field";
+  }
+  if (auto wrong = check_saves(data, trailing_kinds::id3v1); !wrong.empty()) return wrong;
+  return check_removal(data);
+}
+
+} // namespace zelmora::fuzz
