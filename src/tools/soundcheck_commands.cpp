@@ -4,6 +4,7 @@
 // writers of ID3v2 and MP4 look for it.
 #include "frame/command_job.h"
 #include "frame/input.h"
+#include "tags/soundcheck.h"
 
 #include <fmt/core.h>
 
@@ -16,9 +17,9 @@ struct request {
   std::string_view field;
   std::string_view value;
 };
-constexpr request copy_track_gain{"Apple_SoundCheck_user_option", "1"};
-constexpr request copy_album_gain{"Apple_SoundCheck_user_option", "2"};
-constexpr request remove_values{"Apple_SoundCheck_clear", "1"};
+constexpr request copy_track_gain{soundcheck_field::user_option, "1"};
+constexpr request copy_album_gain{soundcheck_field::user_option, "2"};
+constexpr request remove_values{soundcheck_field::clear, "1"};
 
 constexpr double open_timeout = 0.5; // [s]
 

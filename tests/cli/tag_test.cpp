@@ -34,15 +34,10 @@ class Tag : public ZelTest {
   }
 };
 
-constexpr const char* fixtures[]{"s16.wav",    "s24.wav",
-                                 "f32.wav",    "u8.wav",
-                                 "rf64.wav",   "odd_list_before_data.wav",
-                                 "wave64.w64", "s24_sox_extensible.wav"};
-
 TEST_F(Tag, WhatIsSetIsReadAndTheAudioStays) {
-  for (const std::string fixture : fixtures) {
-    const auto name = "song" + std::filesystem::path(fixture).extension().string();
-    std::filesystem::remove(path(name));
+  for (const std::string fixture :
+       {"s16.wav", "f32.wav", "u8.wav", "odd_list_before_data.wav", "s24_sox_extensible.wav"}) {
+    const auto& name = fixture;
     take(fixture, name);
     const auto audio = pcm(name);
     // Small, then too large for any room that was left, then small again.
@@ -120,7 +115,34 @@ TEST_F(Tag, AFileThatIsReadOnlyStaysAndIsTold) {
   EXPECT_EQ(read("a.wav"), bytes);
 }
 
+TEST_F(Tag, SoundCheckIsWrittenAndRemovedOnRequest) {
+  take("s16.wav", "a.wav");
+  const auto audio = pcm("a.wav");
+  ASSERT_EQ(zel({"tag", "set", "title=x", "replaygain_track_gain=0", "replaygain_album_gain=-6", "a.wav"}).status, 0);
+  // Levels at -16 LUFS: 10^(-0.2) of the references for the track, 10^(0.4) for the album.
+  for (const auto& [what, levels] : {std::pair{"track", " 277 277 629 629 "}, {"album", " 9D0 9D0 1888 1888 "}}) {
+    EXPECT_EQ(zel({"run", std::string("Copy ") + what + " ReplayGain to SoundCheck", "a.wav"}).status, 0);
+    EXPECT_NE(read("a.wav").find("iTunNORM"), std::string::npos) << what;
+    EXPECT_NE(read("a.wav").find(levels), std::string::npos) << what;
+  }
+  EXPECT_EQ(zel({"run", "Remove SoundCheck information", "a.wav"}).status, 0);
+  EXPECT_EQ(read("a.wav").find("iTunNORM"), std::string::npos);
+  EXPECT_EQ(shown("a.wav").dump(), R"({"subsong":0,"meta":{"title":["x"]},)"
+                                   R"("replaygain":{"track_gain":"+0.00 dB","album_gain":"-6.00 dB"}})");
+  EXPECT_EQ(pcm("a.wav"), audio);
+}
+
 using TagOfNone = ZelTest;
+
+TEST_F(TagOfNone, ContainersWithoutTagsStayAsTheyAre) {
+  for (const std::string name : {"rf64.wav", "wave64.w64"}) {
+    std::filesystem::copy_file(fixture_path("wav/" + name), path(name));
+    const auto result = zel({"tag", "set", "title=x", name});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "zel: " + name + ": Tagging of this file format is not supported\n");
+    EXPECT_EQ(read(name), read_bytes(fixture_path("wav/" + name)));
+  }
+}
 
 TEST_F(TagOfNone, WhatTakesNoTagsSaysSo) {
   const struct {
