@@ -1,6 +1,6 @@
 // What ID3v2 frames are called as fields: one table for both directions.
-// Sources: id3.org, "ID3 tag version 2.3.0", "ID3 tag version 2.4.0 - Native Frames"; TSO2, TSOC, TCMP, GRP1, MVNM and MVIN
-// are what iTunes writes.
+// Sources: id3.org, "ID3 tag version 2.3.0", "ID3 tag version 2.4.0 - Native Frames"; TSO2, TSOC, TCMP, GRP1, MVNM and
+// MVIN are what iTunes writes.
 #pragma once
 
 #include "frame/bytes.h"
@@ -33,9 +33,9 @@ enum class id3v2_writing : std::uint8_t {
   one,
   many,
   pair,
-  date,            ///< a time stamp, or two around "/"
-  date_before_v4,  ///< year, and day with month
-  year_before_v4,  ///< four digits
+  date,           ///< a time stamp, or two around "/"
+  date_before_v4, ///< year, and day with month
+  year_before_v4, ///< four digits
   genre,
   described,
   url,

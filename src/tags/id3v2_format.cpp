@@ -12,7 +12,8 @@ namespace zelmora::id3parser {
 
 namespace {
 
-// --- constants ---------------------------------------------------------------------------------------------------------
+// --- constants
+// ---------------------------------------------------------------------------------------------------------
 
 constexpr std::size_t tag_header_size = 10;
 constexpr std::size_t frame_header_size = 10;
@@ -57,7 +58,8 @@ struct frame_flags {
 constexpr frame_flags flags_of_v3{0, 0x60, 0, 0, 0x80};
 constexpr frame_flags flags_of_v4{0x70, 0x44, 0x01, 0x02, 0x08};
 
-// --- numbers -----------------------------------------------------------------------------------------------------------
+// --- numbers
+// -----------------------------------------------------------------------------------------------------------
 
 /// Four bytes of seven bits, big-endian (version 2.4.0, section 6.2).
 std::uint32_t read_synchsafe(be_reader& in) {
@@ -80,7 +82,8 @@ std::uint32_t synchsafe(std::size_t value) {
 
 bool is_false_sync(std::byte next) { return (next & std::byte{0xE0}) == std::byte{0xE0}; }
 
-// --- compression -------------------------------------------------------------------------------------------------------
+// --- compression
+// -------------------------------------------------------------------------------------------------------
 
 /// Frees the stream with the scope.
 class inflater {
@@ -118,7 +121,8 @@ class inflater {
   z_stream stream_{};
 };
 
-// --- frames ------------------------------------------------------------------------------------------------------------
+// --- frames
+// ------------------------------------------------------------------------------------------------------------
 
 /// The three letters of a 2.2 picture as a MIME type.
 std::string_view mime_of_short_name(std::string_view name) {
@@ -145,7 +149,8 @@ class frame_list_reader {
  public:
   frame_list_reader(std::span<const std::byte> body, bool damaged, std::size_t tag_size, const frame_filter& wanted,
                     std::vector<frame>& out)
-      : in_(body), damaged_(damaged), inflation_left_(tag_size * 16 + inflation_allowance), wanted_(wanted), out_(out) {}
+      : in_(body), damaged_(damaged), inflation_left_(tag_size * 16 + inflation_allowance), wanted_(wanted), out_(out) {
+  }
 
   void skip_extended_header_v3() { in_.skip(in_.be32()); }
   void skip_extended_header_v4() {
@@ -311,7 +316,8 @@ tag parse(std::span<const std::byte> data, const frame_filter& wanted) {
   }
 }
 
-// --- writing -----------------------------------------------------------------------------------------------------------
+// --- writing
+// -----------------------------------------------------------------------------------------------------------
 
 namespace {
 

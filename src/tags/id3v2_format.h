@@ -1,5 +1,5 @@
-// The ID3v2 container: one tag as a list of raw frames, and back. Nothing here knows what a frame means beyond its text.
-// Sources: id3.org, "ID3 tag version 2.2.0", "ID3 tag version 2.3.0", "ID3 tag version 2.4.0 - Main Structure".
+// The ID3v2 container: one tag as a list of raw frames, and back. Nothing here knows what a frame means beyond its
+// text. Sources: id3.org, "ID3 tag version 2.2.0", "ID3 tag version 2.3.0", "ID3 tag version 2.4.0 - Main Structure".
 #pragma once
 
 #include "frame/bytes.h"
@@ -50,9 +50,9 @@ struct tag {
 /// damaged anywhere.
 tag parse(std::span<const std::byte> data, const frame_filter& wanted = nullptr);
 
-/// `source` as bytes. Where it fits into `old_size` with no more than `padding_limit` to spare it has exactly that size;
-/// otherwise it gets up to 2048 bytes of padding within that limit. Raises `writeError` for versions other than 3 and 4
-/// and for what is too large.
+/// `source` as bytes. Where it fits into `old_size` with no more than `padding_limit` to spare it has exactly that
+/// size; otherwise it gets up to 2048 bytes of padding within that limit. Raises `writeError` for versions other than 3
+/// and 4 and for what is too large.
 std::vector<std::byte> serialize(const tag& source, std::uint64_t old_size, std::size_t padding_limit);
 
 /// Undoes unsynchronisation. `damaged` tells that the data ended at a false synchronisation.

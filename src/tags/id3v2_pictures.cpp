@@ -72,8 +72,8 @@ class picture_kinds {
   bool other_is_front_;
 };
 
-/// Takes the frames that have to go out of `frames`, and out of `wanted` the pictures that are there. The first frame of a
-/// kind is the one that is seen; those behind it share its fate.
+/// Takes the frames that have to go out of `frames`, and out of `wanted` the pictures that are there. The first frame
+/// of a kind is the one that is seen; those behind it share its fate.
 void keep_wanted_pictures(std::vector<frame>& frames, album_art_set& wanted) {
   const picture_kinds kinds(frames);
   std::vector<guid> kept;

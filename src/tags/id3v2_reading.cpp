@@ -35,7 +35,8 @@ bool is_day(std::string_view text) {
 void add_value(field_map& out, std::string_view field, std::string value) {
   if (value.empty()) return;
   const auto found = out.find(field);
-  auto& values = found != out.end() ? found->second : out.emplace(std::string(field), std::vector<std::string>()).first->second;
+  auto& values =
+      found != out.end() ? found->second : out.emplace(std::string(field), std::vector<std::string>()).first->second;
   values.push_back(std::move(value));
 }
 
@@ -179,7 +180,8 @@ class frame_reader {
     if (text.starts_with("(CR)")) return "Cover";
     const auto close = text.find(')');
     const auto inner = text.substr(1, close == std::string_view::npos ? close : close - 1);
-    const auto digits = inner.substr(0, static_cast<std::size_t>(std::ranges::find_if_not(inner, is_digit) - inner.begin()));
+    const auto digits =
+        inner.substr(0, static_cast<std::size_t>(std::ranges::find_if_not(inner, is_digit) - inner.begin()));
     return std::string(numbered_genre(digits));
   }
 
@@ -262,8 +264,9 @@ class frame_reader {
 } // namespace
 
 bool field_name_less::operator()(std::string_view a, std::string_view b) const {
-  return std::ranges::lexicographical_compare(
-      a, b, [](char x, char y) { return static_cast<unsigned char>(ascii_lower(x)) < static_cast<unsigned char>(ascii_lower(y)); });
+  return std::ranges::lexicographical_compare(a, b, [](char x, char y) {
+    return static_cast<unsigned char>(ascii_lower(x)) < static_cast<unsigned char>(ascii_lower(y));
+  });
 }
 
 const id3v2_field_row* find_id3v2_row(std::uint32_t id) {

@@ -30,8 +30,8 @@ struct id3v2_context {
 /// What the setting makes `row` be called.
 std::string_view id3v2_field_name(const id3v2_field_row& row, const id3v2_context& context);
 
-/// Adds what `source` says. Raises `parseError` when it can't be read, or under the strict rule when it doesn't say it in
-/// the way of its version; `out` may then hold a part of it.
+/// Adds what `source` says. Raises `parseError` when it can't be read, or under the strict rule when it doesn't say it
+/// in the way of its version; `out` may then hold a part of it.
 void add_frame_fields(field_map& out, const id3parser::frame& source, const id3v2_context& context);
 
 /// The fields of all frames; those that can't be read are left out.
@@ -51,7 +51,8 @@ field_map read_frame_fields(const Frames& frames, const id3v2_context& context) 
 /// The album artist that a compilation has when no frame names one; empty otherwise.
 std::string_view implied_album_artist(const field_map& fields);
 
-/// The text of a comment frame whose description is `description` in any case; none when it is another frame or unreadable.
+/// The text of a comment frame whose description is `description` in any case; none when it is another frame or
+/// unreadable.
 std::optional<std::string> comment_text(const id3parser::frame& source, std::string_view description);
 /// Whether a free text frame's name ends in a number in brackets: "FOO[2]".
 bool has_numbered_name(const id3parser::frame& source);

@@ -36,10 +36,12 @@ std::optional<std::string> find_comment(const tag& source, std::string_view desc
   return std::nullopt;
 }
 
-// --- from file_info ----------------------------------------------------------------------------------------------------
+// --- from file_info
+// ----------------------------------------------------------------------------------------------------
 
 std::string_view without_alias(std::string_view name) {
-  const auto found = std::ranges::find_if(field_aliases, [&](const field_alias& row) { return ascii_equal(row.alias, name); });
+  const auto found =
+      std::ranges::find_if(field_aliases, [&](const field_alias& row) { return ascii_equal(row.alias, name); });
   return found == field_aliases.end() ? name : found->field;
 }
 
@@ -84,7 +86,8 @@ field_map fields_of(const file_info& info) {
   return result;
 }
 
-// --- writing -----------------------------------------------------------------------------------------------------------
+// --- writing
+// -----------------------------------------------------------------------------------------------------------
 
 /// Whether `old` says `wanted` already, to the last value.
 bool says_already(const tag& old, field_map wanted, const file_info& info) {
@@ -96,7 +99,8 @@ bool says_already(const tag& old, field_map wanted, const file_info& info) {
   // Gains are compared as they are written: two texts of one value don't differ.
   auto fields = read_all_fields(old);
   replaygain_info gains;
-  std::erase_if(fields, [&](const auto& entry) { return set_replaygain_field(gains, entry.first, entry.second.front()); });
+  std::erase_if(fields,
+                [&](const auto& entry) { return set_replaygain_field(gains, entry.first, entry.second.front()); });
   add_gain_fields(fields, gains);
   return std::ranges::equal(fields, wanted, [](const auto& a, const auto& b) {
     return ascii_equal(a.first, b.first) && a.second == b.second;

@@ -17,8 +17,8 @@ inline constexpr std::size_t id3v2_header_size = 10;
 /// The whole size of the tag whose first 10 bytes these are, header and footer included [bytes]; 0 when they are none.
 std::uint64_t id3v2_tag_size(std::span<const std::byte> header);
 
-/// Adds the fields, gains, SoundCheck information and "tagtype" of the tag that `tag` begins with to `info`. A frame that
-/// can't be read is left out; a tag that can't raises `exception_io_data`.
+/// Adds the fields, gains, SoundCheck information and "tagtype" of the tag that `tag` begins with to `info`. A frame
+/// that can't be read is left out; a tag that can't raises `exception_io_data`.
 void read_id3v2(std::span<const std::byte> tag, file_info& info);
 
 enum class id3v2_padding : bool {
@@ -31,9 +31,10 @@ struct id3v2_write_options {
   id3v2_padding padding = id3v2_padding::configured;
 };
 
-/// A tag that says what `info` says, in place of `old_tag` (empty when there is none), which took `old_size` bytes of the
-/// file. Frames of the old tag that still hold are kept byte for byte. The result has `old_size` bytes when it fits there
-/// and padding allows; with nothing to say it is empty. Raises `exception_io_data` when the tag would be too large.
+/// A tag that says what `info` says, in place of `old_tag` (empty when there is none), which took `old_size` bytes of
+/// the file. Frames of the old tag that still hold are kept byte for byte. The result has `old_size` bytes when it fits
+/// there and padding allows; with nothing to say it is empty. Raises `exception_io_data` when the tag would be too
+/// large.
 std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint64_t old_size, const file_info& info,
                                    const id3v2_write_options& options = {});
 

@@ -77,8 +77,7 @@ std::string decode(text_encoding encoding, std::span<const std::byte> raw, stric
 std::size_t count_terminators(text_encoding encoding, std::span<const std::byte> body) {
   std::size_t count = 0;
   const auto step = unit_size(encoding);
-  for (auto end = find_terminator(encoding, body); end + step <= body.size();
-       end = find_terminator(encoding, body)) {
+  for (auto end = find_terminator(encoding, body); end + step <= body.size(); end = find_terminator(encoding, body)) {
     ++count;
     body = body.subspan(end + step);
   }
@@ -230,7 +229,8 @@ frame make_picture_frame(std::string_view mime, unsigned type, std::span<const s
   return result;
 }
 
-// --- versions ----------------------------------------------------------------------------------------------------------
+// --- versions
+// ----------------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -28,7 +28,8 @@ constexpr std::string_view album_artist_field = "album artist";
 constexpr std::string_view url_prefix = "www";
 constexpr std::string_view comment_field = "comment";
 
-// --- what is kept ------------------------------------------------------------------------------------------------------
+// --- what is kept
+// ------------------------------------------------------------------------------------------------------
 
 bool is_rebuilt_always(const field_map& said) {
   constexpr std::array<std::string_view, 3> rebuilt{"tracknumber", "discnumber", "movement name"};
@@ -100,7 +101,8 @@ class frame_sorter {
   std::vector<frame> undecided_;
 };
 
-// --- time stamps -------------------------------------------------------------------------------------------------------
+// --- time stamps
+// -------------------------------------------------------------------------------------------------------
 
 /// Whether `text` has the form of `pattern`, in which "#" is a digit.
 bool has_form(std::string_view text, std::string_view pattern) {
@@ -120,7 +122,8 @@ bool is_time_stamp_or_pair(std::string_view text) {
   return is_time_stamp(text.substr(0, slash)) && is_time_stamp(text.substr(slash + 1));
 }
 
-// --- new frames --------------------------------------------------------------------------------------------------------
+// --- new frames
+// --------------------------------------------------------------------------------------------------------
 
 /// Makes frames of what `fields` holds, and takes it out of there.
 class frame_maker {
@@ -152,7 +155,8 @@ class frame_maker {
     case id3v2_writing::pair: return is_one && write_pair(row, said.front());
     case id3v2_writing::date: return is_one && is_time_stamp_or_pair(said.front()) && add_ascii(row.id, said.front());
     case id3v2_writing::date_before_v4: return is_one && write_date_before_v4(said.front());
-    case id3v2_writing::year_before_v4: return is_one && has_form(said.front(), "####") && add_ascii(row.id, said.front());
+    case id3v2_writing::year_before_v4:
+      return is_one && has_form(said.front(), "####") && add_ascii(row.id, said.front());
     case id3v2_writing::genre: return write_genre(row.id, said);
     case id3v2_writing::described:
       return is_one && add(make_described_frame(row.id, options_.encoding, {}, said.front()));

@@ -15,8 +15,8 @@ struct id3v2_frame_options {
 /// As the settings say, for a tag of `version`.
 id3v2_frame_options configured_frame_options(unsigned version);
 
-/// Makes the frames of `target`, whose version is 3 or 4, say `fields` and nothing else; frames that say nothing in fields
-/// stay.
+/// Makes the frames of `target`, whose version is 3 or 4, say `fields` and nothing else; frames that say nothing in
+/// fields stay.
 void rebuild_frames(id3parser::tag& target, field_map fields, const id3v2_context& context,
                     const id3v2_frame_options& options);
 

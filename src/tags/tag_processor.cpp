@@ -185,8 +185,7 @@ void tag_processor::write_pictures(file_ptr& target, std::string_view path, cons
     const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};
     return apply_edits(target, path, edits, abort);
   }
-  const std::array edits{
-      file_edit{0, head.zone.size, write_id3v2_pictures(head.first_tag, head.zone.size, pictures)}};
+  const std::array edits{file_edit{0, head.zone.size, write_id3v2_pictures(head.first_tag, head.zone.size, pictures)}};
   apply_edits(target, path, edits, abort);
 }
 
@@ -215,7 +214,8 @@ tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info) 
   return kinds;
 }
 
-// --- the head zone as a service ----------------------------------------------------------------------------------------
+// --- the head zone as a service
+// ----------------------------------------------------------------------------------------
 
 namespace {
 

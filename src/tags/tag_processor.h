@@ -39,9 +39,9 @@ class tag_processor {
   /// Fills `info` from both ends: ID3v2 before APE before ID3v1. Raises `exception_tag_not_found`.
   static void read(zelmora_io::file& source, file_info& info, abort_callback& abort);
 
-  /// Makes `kinds` the tags of `target`, all of them saying `info`. The object at `path` holds the old bytes or the new at
-  /// every moment; `target` is open on it afterwards. With no path, or one that can't be replaced, the bytes are moved
-  /// within `target`. Nothing is written when nothing changes.
+  /// Makes `kinds` the tags of `target`, all of them saying `info`. The object at `path` holds the old bytes or the new
+  /// at every moment; `target` is open on it afterwards. With no path, or one that can't be replaced, the bytes are
+  /// moved within `target`. Nothing is written when nothing changes.
   static void write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
                     abort_callback& abort);
   static void remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort);
@@ -70,8 +70,8 @@ class id3v2_tag_service : public service_base {
   virtual void remove(zelmora_io::file& target, abort_callback& abort) = 0;
 };
 
-/// The kinds with which an MP3 file whose tags read as `current` is to say `info`: those it has; for a file without, the
-/// configured scheme.
+/// The kinds with which an MP3 file whose tags read as `current` is to say `info`: those it has; for a file without,
+/// the configured scheme.
 tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info);
 
 } // namespace zelmora

@@ -9,9 +9,10 @@ namespace zelmora::test {
 namespace {
 
 constexpr std::array<std::string_view, 24> known_names{
-    "title",  "ARTIST", "album",       "album artist", "date",        "genre",     "comment",   "tracknumber",
-    "rating", "lyrics", "totaltracks", "discnumber",   "totaldiscs",  "composer",  "publisher", "comment mood",
-    "www",    "bpm",    "date ",       "performer",    "release date", "movement index", "unsynced lyrics", "FOO[1]"};
+    "title",          "ARTIST",          "album",  "album artist", "date",       "genre",      "comment",
+    "tracknumber",    "rating",          "lyrics", "totaltracks",  "discnumber", "totaldiscs", "composer",
+    "publisher",      "comment mood",    "www",    "bpm",          "date ",      "performer",  "release date",
+    "movement index", "unsynced lyrics", "FOO[1]"};
 
 std::string encode(char32_t c) {
   std::string out;
@@ -20,7 +21,8 @@ std::string encode(char32_t c) {
   else if (c < 0x800)
     out += {static_cast<char>(0xC0 | c >> 6), static_cast<char>(0x80 | (c & 0x3F))};
   else if (c < 0x10000)
-    out += {static_cast<char>(0xE0 | c >> 12), static_cast<char>(0x80 | (c >> 6 & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
+    out += {static_cast<char>(0xE0 | c >> 12), static_cast<char>(0x80 | (c >> 6 & 0x3F)),
+            static_cast<char>(0x80 | (c & 0x3F))};
   else
     out += {static_cast<char>(0xF0 | c >> 18), static_cast<char>(0x80 | (c >> 12 & 0x3F)),
             static_cast<char>(0x80 | (c >> 6 & 0x3F)), static_cast<char>(0x80 | (c & 0x3F))};
@@ -43,8 +45,8 @@ meta_list list_meta(const file_info& info) {
 }
 
 std::string info_generator::wild_text() {
-  constexpr std::array<std::string_view, 12> pieces{" / ", ";", "(17)", "((x", "2001-02-03", "3/12", " ",
-                                                    "é",   "日", "😀",   "\xEF\xBB\xBF", "126"};
+  constexpr std::array<std::string_view, 12> pieces{" / ", ";", "(17)", "((x", "2001-02-03",   "3/12",
+                                                    " ",   "é", "日",   "😀",   "\xEF\xBB\xBF", "126"};
   std::string text;
   const auto length = below(20) == 0 ? 20000 : below(12);
   while (text.size() < length) {
@@ -86,9 +88,11 @@ file_info_impl info_generator::wild() {
 }
 
 file_info_impl info_generator::tame() {
-  constexpr std::array<std::string_view, 12> single{"title", "album", "subtitle", "copyright", "encoded by", "comment",
-                                                    "my field", "other", "zebra", "comment mood", "unsynced lyrics", "bpm"};
-  constexpr std::array<std::string_view, 6> several{"artist", "composer", "album artist", "my list", "publisher", "genre"};
+  constexpr std::array<std::string_view, 12> single{"title",      "album",        "subtitle",        "copyright",
+                                                    "encoded by", "comment",      "my field",        "other",
+                                                    "zebra",      "comment mood", "unsynced lyrics", "bpm"};
+  constexpr std::array<std::string_view, 6> several{"artist",  "composer",  "album artist",
+                                                    "my list", "publisher", "genre"};
   file_info_impl info;
   for (const auto name : single)
     if (below(3) != 0) info.meta_add(name, tame_text());

@@ -17,7 +17,8 @@ std::string_view as_text(const bytes& payload) {
 bytes deflated(const bytes& plain) {
   uLongf size = ::compressBound(plain.size());
   bytes result(size);
-  ::compress(reinterpret_cast<Bytef*>(result.data()), &size, reinterpret_cast<const Bytef*>(plain.data()), plain.size());
+  ::compress(reinterpret_cast<Bytef*>(result.data()), &size, reinterpret_cast<const Bytef*>(plain.data()),
+             plain.size());
   result.resize(size);
   return result;
 }
@@ -50,15 +51,18 @@ INSTANTIATE_TEST_SUITE_P(
         read_case{"v2", make_tag(2, frame_v2("TT2", title) + frame_v2("TAL", text("Album")) + bytes(20)), {tit2, talb}},
         read_case{"v2_empty_frame", make_tag(2, frame_v2("TT2", {}) + frame_v2("TAL", text("Album"))), {talb}},
         read_case{"v2_unknown_name", make_tag(2, frame_v2("CRA", title)), {{0, title}}},
-        read_case{"v2_picture", make_tag(2, frame_v2("PIC", text("JPG\3\0\xFF\xD8"sv))),
+        read_case{"v2_picture",
+                  make_tag(2, frame_v2("PIC", text("JPG\3\0\xFF\xD8"sv))),
                   {{fourcc("APIC"), text("image/jpeg\0\3\0\xFF\xD8"sv)}}},
-        read_case{"v2_unsynchronised", make_tag(2, frame_v2("TT2", text("a\xFF")) + to_bytes({0}), 0x80),
+        read_case{"v2_unsynchronised",
+                  make_tag(2, frame_v2("TT2", text("a\xFF")) + to_bytes({0}), 0x80),
                   {{fourcc("TIT2"), text("a\xFF")}}},
         read_case{"v3", make_tag(3, frame_v3("TIT2", title) + next_v3 + bytes(7)), {tit2, talb}},
-        read_case{"v3_name_of_v2", make_tag(3, frame_v3("TT2\0"sv, title) + frame_v3("XYZ\0"sv, title)),
-                  {tit2, {0, title}}},
+        read_case{
+            "v3_name_of_v2", make_tag(3, frame_v3("TT2\0"sv, title) + frame_v3("XYZ\0"sv, title)), {tit2, {0, title}}},
         read_case{"v3_encrypted_or_grouped",
-                  make_tag(3, frame_v3("TIT2", title, 0, 0x40) + frame_v3("TIT2", title, 0, 0x20) + next_v3), {talb}},
+                  make_tag(3, frame_v3("TIT2", title, 0, 0x40) + frame_v3("TIT2", title, 0, 0x20) + next_v3),
+                  {talb}},
         read_case{"v3_status_flags_are_no_matter", make_tag(3, frame_v3("TIT2", title, 0xE0, 0)), {tit2}},
         read_case{"v3_compressed",
                   make_tag(3, frame_v3("TIT2", be_size(title.size()) + deflated(title), 0, 0x80) + next_v3),
@@ -68,19 +72,23 @@ INSTANTIATE_TEST_SUITE_P(
                   make_tag(3, to_bytes("TIT2") + be_size(sync_payload.size()) + bytes(2) + sync_escaped, 0x80),
                   {{fourcc("TIT2"), sync_payload}}},
         read_case{"v4", make_tag(4, frame_v4("TIT2", title) + next_v4), {tit2, talb}},
-        read_case{"v4_long_frame", make_tag(4, frame_v4("TIT2", text(std::string(300, 'x')))),
+        read_case{"v4_long_frame",
+                  make_tag(4, frame_v4("TIT2", text(std::string(300, 'x')))),
                   {{fourcc("TIT2"), text(std::string(300, 'x'))}}},
-        read_case{"v4_header_flag_alone_changes_nothing", make_tag(4, frame_v4("TIT2", text("a\xFF\0b"sv)), 0x80),
+        read_case{"v4_header_flag_alone_changes_nothing",
+                  make_tag(4, frame_v4("TIT2", text("a\xFF\0b"sv)), 0x80),
                   {{fourcc("TIT2"), text("a\xFF\0b"sv)}}},
-        read_case{"v4_frame_unsynchronised", make_tag(4, frame_v4("TIT2", sync_escaped, 0, 0x02) + next_v4),
+        read_case{"v4_frame_unsynchronised",
+                  make_tag(4, frame_v4("TIT2", sync_escaped, 0, 0x02) + next_v4),
                   {{fourcc("TIT2"), sync_payload}, talb}},
         read_case{"v4_length_indicator", make_tag(4, frame_v4("TIT2", synchsafe_size(6) + title, 0, 0x01)), {tit2}},
         read_case{"v4_compressed",
-                  make_tag(4, frame_v4("TIT2", synchsafe_size(title.size()) + deflated(title), 0, 0x09)), {tit2}},
+                  make_tag(4, frame_v4("TIT2", synchsafe_size(title.size()) + deflated(title), 0, 0x09)),
+                  {tit2}},
         read_case{"v4_preservation_flags", make_tag(4, frame_v4("TIT2", title, 0x40) + next_v4), {talb}},
         read_case{"v4_grouped", make_tag(4, frame_v4("TIT2", title, 0, 0x40) + next_v4), {talb}},
-        read_case{"v4_extended_header", make_tag(4, synchsafe_size(6) + bytes(2) + frame_v4("TIT2", title), 0x40),
-                  {tit2}},
+        read_case{
+            "v4_extended_header", make_tag(4, synchsafe_size(6) + bytes(2) + frame_v4("TIT2", title), 0x40), {tit2}},
         read_case{"nothing_but_padding", make_tag(4, bytes(64)), {}}),
     case_name);
 
@@ -193,11 +201,13 @@ INSTANTIATE_TEST_SUITE_P(
                     padding_case{"too_large", 3001, 3000, 16384, 3001 + 2048},
                     padding_case{"as_much_to_spare_as_allowed", 1000, 1000 + 16384, 16384, 1000 + 16384},
                     padding_case{"too_much_to_spare", 1000, 21000, 16384, 1000 + 2048},
-                    padding_case{"off_and_exact", 3000, 3000, 0, 3000}, padding_case{"off_and_smaller", 2999, 3000, 0, 2999},
+                    padding_case{"off_and_exact", 3000, 3000, 0, 3000},
+                    padding_case{"off_and_smaller", 2999, 3000, 0, 2999},
                     padding_case{"small_limit", 1000, 0, 100, 1100}),
     case_name);
 
-// --- text --------------------------------------------------------------------------------------------------------------
+// --- text
+// --------------------------------------------------------------------------------------------------------------
 
 struct text_case {
   const char* name;
@@ -224,22 +234,34 @@ TEST_P(Id3v2Text, decodes) {
 }
 INSTANTIATE_TEST_SUITE_P(
     encodings, Id3v2Text,
-    testing::Values(
-        text_case{"none", to_bytes({3}), {}}, text_case{"one", text("a"), {"a"}},
-        text_case{"terminated", text("a\0"sv), {"a"}}, text_case{"several", text("a\0b\0c"sv, 3), {"a", "b", "c"}},
-        text_case{"runs_of_terminators", text("a\0\0\0b\0\0"sv, 3), {"a", "b"}},
-        text_case{"first_may_be_empty", text("\0b"sv, 3), {"", "b"}},
-        text_case{"code_page", text("\xE9"), {"é"}, false}, text_case{"utf8", text("é日", 3), {"é日"}},
-        text_case{"not_utf8", text("\xE9", 3), {"é"}, false},
-        text_case{"utf16_little", text("\xFF\xFE" "a\0\xE9\0"sv, 1), {"aé"}},
-        text_case{"utf16_big", text("\xFE\xFF\0a\0\xE9"sv, 1), {"aé"}},
-        text_case{"utf16_no_mark", text("a\0b\0"sv, 1), {"ab"}, false},
-        text_case{"utf16_two", text("\xFF\xFE" "a\0\0\0\xFE\xFF\0b\0\0"sv, 1), {"a", "b"}},
-        text_case{"utf16_odd_last_byte", text("\xFF\xFE" "a\0b"sv, 1), {"a"}},
-        text_case{"utf16_pair", text("\xFF\xFE\x3D\xD8\x00\xDE"sv, 1), {"😀"}},
-        text_case{"utf16_be", text("\0a\0\0\0b"sv, 2), {"a", "b"}},
-        // A zero byte in the middle of a unit ends nothing.
-        text_case{"utf16_zero_bytes", text("\xFF\xFE\0\x01\x01\0"sv, 1), {"\u0100\u0001"}}),
+    testing::Values(text_case{"none", to_bytes({3}), {}}, text_case{"one", text("a"), {"a"}},
+                    text_case{"terminated", text("a\0"sv), {"a"}},
+                    text_case{"several", text("a\0b\0c"sv, 3), {"a", "b", "c"}},
+                    text_case{"runs_of_terminators", text("a\0\0\0b\0\0"sv, 3), {"a", "b"}},
+                    text_case{"first_may_be_empty", text("\0b"sv, 3), {"", "b"}},
+                    text_case{"code_page", text("\xE9"), {"é"}, false}, text_case{"utf8", text("é日", 3), {"é日"}},
+                    text_case{"not_utf8", text("\xE9", 3), {"é"}, false},
+                    text_case{"utf16_little",
+                              text("\xFF\xFE"
+                                   "a\0\xE9\0"sv,
+                                   1),
+                              {"aé"}},
+                    text_case{"utf16_big", text("\xFE\xFF\0a\0\xE9"sv, 1), {"aé"}},
+                    text_case{"utf16_no_mark", text("a\0b\0"sv, 1), {"ab"}, false},
+                    text_case{"utf16_two",
+                              text("\xFF\xFE"
+                                   "a\0\0\0\xFE\xFF\0b\0\0"sv,
+                                   1),
+                              {"a", "b"}},
+                    text_case{"utf16_odd_last_byte",
+                              text("\xFF\xFE"
+                                   "a\0b"sv,
+                                   1),
+                              {"a"}},
+                    text_case{"utf16_pair", text("\xFF\xFE\x3D\xD8\x00\xDE"sv, 1), {"😀"}},
+                    text_case{"utf16_be", text("\0a\0\0\0b"sv, 2), {"a", "b"}},
+                    // A zero byte in the middle of a unit ends nothing.
+                    text_case{"utf16_zero_bytes", text("\xFF\xFE\0\x01\x01\0"sv, 1), {"\u0100\u0001"}}),
     case_name);
 
 TEST(Id3v2, text_has_a_known_encoding_and_so_many_strings) {
@@ -255,9 +277,13 @@ TEST(Id3v2, text_has_a_known_encoding_and_so_many_strings) {
 
 TEST(Id3v2, text_is_written_as_its_encoding_has_it) {
   const std::vector<std::string> strings{"aé", "b"};
-  const auto written = [&](text_encoding encoding) { return make_text_frame(fourcc("TPE1"), encoding, strings).payload; };
+  const auto written = [&](text_encoding encoding) {
+    return make_text_frame(fourcc("TPE1"), encoding, strings).payload;
+  };
   EXPECT_EQ(as_text(written(text_encoding::eight_bit)), "\0a?\0b\0"sv);
-  EXPECT_EQ(as_text(written(text_encoding::utf16_bom)), "\1\xFF\xFE" "a\0\xE9\0\0\0\xFF\xFE" "b\0\0\0"sv);
+  EXPECT_EQ(as_text(written(text_encoding::utf16_bom)), "\1\xFF\xFE"
+                                                        "a\0\xE9\0\0\0\xFF\xFE"
+                                                        "b\0\0\0"sv);
   EXPECT_EQ(as_text(written(text_encoding::utf8)), "\3aé\0b\0"sv);
   EXPECT_THROW(written(text_encoding::utf16_be), writeError);
   EXPECT_EQ(as_text(make_described_frame(fourcc("COMM"), text_encoding::utf8, "d", "v").payload), "\3engd\0v\0"sv);
@@ -274,7 +300,8 @@ TEST(Id3v2, pictures_are_read_and_written) {
   const auto wide = parse_picture({0, text("image/png\0\x15\xFF\xFE\0\x01\0\0data"sv, 1)});
   EXPECT_EQ(as_text({wide.data.begin(), wide.data.end()}), "data");
   EXPECT_EQ(wide.type, 0u);
-  for (const auto damaged : {"image/png"sv, "image/png\0"sv, "image/png\0\3"sv, "image/png\0\3desc"sv, "image/png\0\3\0"sv})
+  for (const auto damaged :
+       {"image/png"sv, "image/png\0"sv, "image/png\0\3"sv, "image/png\0\3desc"sv, "image/png\0\3\0"sv})
     EXPECT_THROW(parse_picture({0, text(damaged)}), parseError) << damaged.size();
 }
 

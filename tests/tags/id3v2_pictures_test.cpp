@@ -11,9 +11,7 @@ using std::string_view_literals::operator""sv;
 
 constexpr std::string_view png = "\x89PNG\r\n\x1A\nany";
 
-bytes picture(int type, std::string_view data) {
-  return text("image/png\0"sv) + to_bytes({type, 0}) + to_bytes(data);
-}
+bytes picture(int type, std::string_view data) { return text("image/png\0"sv) + to_bytes({type, 0}) + to_bytes(data); }
 bytes tag_of(const bytes& frames) { return make_tag(3, frame_v3("TIT2", text("t")) + frames); }
 
 album_art_entry entry(const guid& id, std::string_view data) { return {id, make_album_art(to_bytes(data))}; }
@@ -26,9 +24,10 @@ std::string shown(const album_art_set& pictures, const guid& id) {
 }
 
 TEST(Id3v2Pictures, the_first_of_a_kind_is_shown) {
-  const auto found = read_id3v2_pictures(tag_of(frame_v3("APIC", picture(5, "moon")) + frame_v3("APIC", picture(3, "a")) +
-                                                frame_v3("APIC", picture(3, "b")) + frame_v3("APIC", picture(11, "band")) +
-                                                frame_v3("APIC", picture(0, "other")) + frame_v3("APIC", text("damaged"))));
+  const auto found =
+      read_id3v2_pictures(tag_of(frame_v3("APIC", picture(5, "moon")) + frame_v3("APIC", picture(3, "a")) +
+                                 frame_v3("APIC", picture(3, "b")) + frame_v3("APIC", picture(11, "band")) +
+                                 frame_v3("APIC", picture(0, "other")) + frame_v3("APIC", text("damaged"))));
   EXPECT_EQ(found.size(), 2u);
   EXPECT_EQ(shown(found, album_art_id::cover_front), "a");
   EXPECT_EQ(shown(found, album_art_id::artist), "band");

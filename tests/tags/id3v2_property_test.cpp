@@ -61,10 +61,13 @@ TEST_P(Id3v2Property, an_edit_says_what_a_new_tag_would) {
 }
 
 TEST_P(Id3v2Property, frames_that_say_nothing_survive_any_edit) {
-  const auto picture = text(std::string("image/png\0\3\0\xFF\xE0" "data", 17));
-  const auto data = GetParam() == 3
-                        ? make_tag(3, frame_v3("PRIV", to_bytes("p")) + frame_v3("TIT2", text("t")) + frame_v3("APIC", picture))
-                        : make_tag(4, frame_v4("PRIV", to_bytes("p")) + frame_v4("TIT2", text("t")) + frame_v4("APIC", picture));
+  const auto picture = text(std::string("image/png\0\3\0\xFF\xE0"
+                                        "data",
+                                        17));
+  const auto data =
+      GetParam() == 3
+          ? make_tag(3, frame_v3("PRIV", to_bytes("p")) + frame_v3("TIT2", text("t")) + frame_v3("APIC", picture))
+          : make_tag(4, frame_v4("PRIV", to_bytes("p")) + frame_v4("TIT2", text("t")) + frame_v4("APIC", picture));
   for (unsigned seed = 0; seed < 20; ++seed) {
     const auto edited = id3parser::parse(write_id3v2(data, data.size(), info_generator(seed).wild(), options_));
     EXPECT_EQ(edited.frames.at(0).payload, to_bytes("p"));

@@ -65,8 +65,9 @@ INSTANTIATE_TEST_SUITE_P(
                     merge_case{"ape_ends_the_file", id3v2 + audio + id3v1 + ape, "id3v2.3|apev2", "of id3v2", -1},
                     merge_case{"gain_of_the_head_wins", id3v2_of_a_gain + audio + ape, "id3v2.4|apev2", "", -2},
                     merge_case{"a_head_of_nothing_is_none", id3v2_of_nothing + audio + id3v1, "id3v1", "of id3v1"},
-                    merge_case{"a_damaged_head_is_none", make_tag(3, to_bytes("TIT2") + be_size(99) + bytes(9)) + audio + id3v1,
-                               "id3v1", "of id3v1"},
+                    merge_case{"a_damaged_head_is_none",
+                               make_tag(3, to_bytes("TIT2") + be_size(99) + bytes(9)) + audio + id3v1, "id3v1",
+                               "of id3v1"},
                     merge_case{"a_head_past_the_end_is_none", bytes(id3v2.begin(), id3v2.end() - 9), "", ""},
                     merge_case{"second_head_is_skipped", id3v2 + id3v2_of_a_gain + audio, "id3v2.3", "of id3v2"}),
     case_name);
@@ -100,11 +101,14 @@ TEST_F(TagProcessor, FailuresOfTheStreamAreNoDamage) {
     EXPECT_THROW(read(*make_faulty_file(make_file(id3v2 + audio + ape + id3v1), {.fail_at = n})),
                  zelmora_io::exception_io_file_corrupted)
         << n;
-    EXPECT_THROW(read(*make_faulty_file(make_file(id3v2 + audio + ape + id3v1), {.abort_at = n})), zelmora_io::exception_aborted) << n;
+    EXPECT_THROW(read(*make_faulty_file(make_file(id3v2 + audio + ape + id3v1), {.abort_at = n})),
+                 zelmora_io::exception_aborted)
+        << n;
   }
 }
 
-// --- writing -----------------------------------------------------------------------------------------------------------
+// --- writing
+// -----------------------------------------------------------------------------------------------------------
 
 struct write_case {
   const char* name;
@@ -155,9 +159,13 @@ INSTANTIATE_TEST_SUITE_P(
                     write_case{"tail_alone", {}, {}, tag_kinds::ape | tag_kinds::id3v1, "apev2|id3v1"},
                     write_case{"kinds_that_go", id3v2, ape + id3v1, tag_kinds::ape, "apev2"},
                     write_case{"two_heads_become_one", id3v2 + id3v2_of_a_gain, {}, tag_kinds::id3v2, "id3v2.3"},
-                    write_case{"a_damaged_head_is_replaced", make_tag(4, to_bytes("TIT2") + bytes(4, std::byte(0xFF))), {},
-                               tag_kinds::id3v2, "id3v2.3"},
-                    write_case{"version_stays", id3v2_of_a_gain, id3v1, tag_kinds::id3v2 | tag_kinds::id3v1, "id3v2.4|id3v1"},
+                    write_case{"a_damaged_head_is_replaced",
+                               make_tag(4, to_bytes("TIT2") + bytes(4, std::byte(0xFF))),
+                               {},
+                               tag_kinds::id3v2,
+                               "id3v2.3"},
+                    write_case{"version_stays", id3v2_of_a_gain, id3v1, tag_kinds::id3v2 | tag_kinds::id3v1,
+                               "id3v2.4|id3v1"},
                     write_case{"none", id3v2, id3v1 + ape + id3v1, tag_kinds::none, ""}),
     case_name);
 
@@ -189,7 +197,8 @@ TEST_F(TagProcessor, PicturesGoWhereTheTagsAre) {
   EXPECT_THROW(tag_processor::read_pictures(*make_file(audio + id3v1), abort), exception_album_art_not_found);
 }
 
-// --- which kinds -------------------------------------------------------------------------------------------------------
+// --- which kinds
+// -------------------------------------------------------------------------------------------------------
 
 TEST(Mp3TagKinds, follow_what_is_there) {
   struct kinds_case {

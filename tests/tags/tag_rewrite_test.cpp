@@ -42,7 +42,9 @@ class TagRewrite : public HostTest, public testing::WithParamInterface<rewrite_c
     input_open_file_helper(target, path, input_open_info_write, abort);
     return target;
   }
-  void run(file_ptr& target, abort_callback& token) { tag_processor::write(target, path, info, GetParam().kinds, token); }
+  void run(file_ptr& target, abort_callback& token) {
+    tag_processor::write(target, path, info, GetParam().kinds, token);
+  }
 
   const std::string path = scratch / "song.mp3";
   std::string old_bytes;
@@ -110,10 +112,14 @@ INSTANTIATE_TEST_SUITE_P(
                     rewrite_case{"head_that_grows", full_head, {}, tag_kinds::id3v2, 5000, true},
                     rewrite_case{"id3v1_in_place", {}, id3v1, tag_kinds::id3v1, 9, false},
                     rewrite_case{"tail_that_grows", {}, ape + id3v1, tag_kinds::ape | tag_kinds::id3v1, 500, false},
-                    rewrite_case{"tail_that_shrinks", {}, ape_bytes(ape_item_bytes("Title", std::string(900, 'o')), 1),
-                                 tag_kinds::ape, 3, true},
-                    rewrite_case{"both_ends", padded_head, ape + id3v1, tag_kinds::id3v2 | tag_kinds::ape | tag_kinds::id3v1,
-                                 50, true},
+                    rewrite_case{"tail_that_shrinks",
+                                 {},
+                                 ape_bytes(ape_item_bytes("Title", std::string(900, 'o')), 1),
+                                 tag_kinds::ape,
+                                 3,
+                                 true},
+                    rewrite_case{"both_ends", padded_head, ape + id3v1,
+                                 tag_kinds::id3v2 | tag_kinds::ape | tag_kinds::id3v1, 50, true},
                     rewrite_case{"kinds_that_go", full_head, ape, tag_kinds::ape, 9, true}),
     case_name);
 

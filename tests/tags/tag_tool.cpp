@@ -38,7 +38,8 @@ json describe(const std::string& path, abort_callback& abort) {
   for (std::size_t i = 0; i < info.meta_get_count(); ++i) {
     std::string name = info.meta_enum_name(i);
     for (auto& c : name) c = ascii_lower(c);
-    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) out["meta"][name].push_back(info.meta_enum_value(i, n));
+    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n)
+      out["meta"][name].push_back(info.meta_enum_value(i, n));
   }
   for (std::size_t i = 0; i < info.info_get_count(); ++i) out["info"][info.info_enum_name(i)] = info.info_enum_value(i);
   using namespace replaygain_field;
@@ -82,7 +83,8 @@ int main(int argc, char** argv) try {
   abort_callback_dummy abort;
   const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
   if (arguments[0] == "show")
-    for (const auto& path : rest) std::printf("%s\n", describe(path, abort).dump(-1, ' ', false, json::error_handler_t::replace).c_str());
+    for (const auto& path : rest)
+      std::printf("%s\n", describe(path, abort).dump(-1, ' ', false, json::error_handler_t::replace).c_str());
   else if (arguments[0] == "write")
     write(rest, abort);
   else if (arguments[0] == "remove") {
