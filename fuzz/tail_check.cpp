@@ -36,7 +36,7 @@ trailing_zone scan(std::span<const std::byte> content) {
   return scan_trailing_tags(*service_new<memory_file>(content), lyrics3_blocks::stay, abort);
 }
 
-bytes apply(std::span<const std::byte> content, const file_edit& edit) {
+bytes apply_edit(std::span<const std::byte> content, const file_edit& edit) {
   bytes result(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(edit.begin));
   result.insert(result.end(), edit.content.begin(), edit.content.end());
   const auto rest = content.subspan(static_cast<std::size_t>(edit.end));
@@ -46,7 +46,7 @@ bytes apply(std::span<const std::byte> content, const file_edit& edit) {
 
 bytes write(std::span<const std::byte> content, const file_info& info, trailing_kinds kinds) {
   abort_callback_dummy abort;
-  return apply(content, write_trailing_tags(*service_new<memory_file>(content), info, kinds, abort));
+  return apply_edit(content, write_trailing_tags(*service_new<memory_file>(content), info, kinds, abort));
 }
 
 std::vector<ape_item> items_to_keep(const trailing_zone& zone) {
@@ -71,7 +71,7 @@ std::string check_saves(std::span<const std::byte> content, trailing_kinds kinds
 
 std::string check_removal(std::span<const std::byte> content) {
   abort_callback_dummy abort;
-  const auto rest = apply(content, remove_trailing_tags(*service_new<memory_file>(content), abort));
+  const auto rest = apply_edit(content, remove_trailing_tags(*service_new<memory_file>(content), abort));
   const auto again = remove_trailing_tags(*service_new<memory_file>(rest), abort);
   return again.begin == rest.size() ? "" : "something is left of the tail";
 }

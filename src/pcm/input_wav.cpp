@@ -3,6 +3,7 @@
 
 #include "frame/component.h"
 #include "frame/exceptions.h"
+#include "pcm/riff_tags.h"
 
 namespace zelmora {
 
@@ -67,24 +68,42 @@ double find_length(const wav_parser& wav) {
 
 void input_wav::open(file_ptr file, std::string_view path, t_input_open_reason reason, abort_callback& abort) {
   file_ = std::move(file);
+  path_ = path;
   input_open_file_helper(file_, path, reason, abort);
-  parser_.emplace(file_);
-  parser_->parse(abort);
+  parse(abort);
   if (reason == input_open_info_write && parser_->container() != wave_container::riff)
     throw exception_tagging_unsupported();
   for (const auto& text : parser_->warnings()) gather_warning(text);
 }
 
-void input_wav::get_info(file_info& info, abort_callback&) {
+void input_wav::parse(abort_callback& abort) {
+  parser_.emplace(file_);
+  parser_->parse(abort);
+}
+
+void input_wav::get_info(file_info& info, abort_callback& abort) {
   const auto& format = parser_->format();
   info.set_length(find_length(*parser_));
   info.info_set_int(info_field::bitrate, (std::int64_t{format.average_bytes} * 8 + 500) / 1000);
   info.info_set_int(info_field::samplerate, format.rate);
   info.info_set_int(info_field::channels, format.channels);
   set_format_info(info, format);
+  read_riff_tags(*file_, parser_->tags(), info, abort);
 }
 
 t_filestats input_wav::get_file_stats(abort_callback& abort) { return file_->get_stats(abort); }
+
+void input_wav::retag(const file_info& info, abort_callback& abort) {
+  write_riff_tags(file_, path_, info, abort);
+  file_->reopen(abort);
+  parse(abort);
+}
+
+void input_wav::remove_tags(abort_callback& abort) {
+  remove_riff_tags(file_, path_, abort);
+  file_->reopen(abort);
+  parse(abort);
+}
 
 void input_wav::decode_initialize(std::uint32_t, std::uint32_t, abort_callback& abort) {
   decoder_.reset();
@@ -98,8 +117,7 @@ void input_wav::go_to_data(abort_callback& abort) {
   if (file_->get_position(abort) == parser_->data_offset()) return;
   if (file_->can_seek()) return file_->seek(parser_->data_offset(), abort);
   file_->reopen(abort);
-  parser_.emplace(file_);
-  parser_->parse(abort);
+  parse(abort);
 }
 
 bool input_wav::decode_run(audio_chunk& chunk, abort_callback& abort) { return decoder_->run(chunk, abort); }

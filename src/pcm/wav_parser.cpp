@@ -92,6 +92,7 @@ bool wav_parser::read_chunk(chunk& out, abort_callback& abort) {
   const auto header = read_wave_chunk_header(*file_, container_, abort);
   if (!header) return false;
   out.id = header->id;
+  out.code = header->code;
   out.header = position_;
   out.payload = position_ + wave_header_size(container_);
   out.size = header->size;
@@ -127,6 +128,7 @@ void wav_parser::handle_chunk(const chunk& c, abort_callback& abort) {
   if (c.id == wave_chunk_id::fmt) return read_format(c, abort);
   if (c.id == wave_chunk_id::data) return note_data(c);
   if (c.id == wave_chunk_id::fact) return read_fact(c, abort);
+  if (container_ == wave_container::riff && !c.is_cut && file_->can_seek()) note_tags(c, abort);
 }
 
 void wav_parser::read_ds64(const chunk& c, abort_callback& abort) {
@@ -165,6 +167,15 @@ void wav_parser::note_data(const chunk& c) {
   data_offset_ = c.payload;
   data_size_ = c.size;
   has_data_ = true;
+}
+
+void wav_parser::note_tags(const chunk& c, abort_callback& abort) {
+  if (!tags_.id3 && is_id3_code(c.code)) tags_.id3 = wave_extent{c.payload, c.size};
+  if (tags_.info || c.code != riff_codes::list || c.size < riff_codes::info.text.size()) return;
+  std::array<std::byte, 4> form{};
+  const auto got = file_->read(form.data(), form.size(), abort);
+  position_ += got;
+  if (starts_with(std::span(form).first(got), riff_codes::info.view())) tags_.info = wave_extent{c.payload, c.size};
 }
 
 void wav_parser::read_fact(const chunk& c, abort_callback& abort) {

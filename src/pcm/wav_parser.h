@@ -7,11 +7,24 @@
 #include "pcm/wave_format.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace zelmora {
+
+/// The payload of a chunk.
+struct wave_extent {
+  std::uint64_t position = 0;
+  std::uint64_t size = 0; ///< [bytes]
+};
+
+/// The chunks of a RIFF file that hold tags: the first of each kind that is there in full.
+struct riff_tag_chunks {
+  std::optional<wave_extent> id3;
+  std::optional<wave_extent> info; ///< begins with "INFO"
+};
 
 class wav_parser {
  public:
@@ -32,10 +45,13 @@ class wav_parser {
   /// Samples per channel by the writer's word; 0 when it gave none, or none that still holds.
   std::uint64_t fact_samples() const noexcept { return fact_samples_; }
   const std::vector<std::string>& warnings() const noexcept { return warnings_; }
+  /// Empty for other containers, and on files that can't seek.
+  const riff_tag_chunks& tags() const noexcept { return tags_; }
 
  private:
   struct chunk {
     guid id;
+    riff_code code;
     std::uint64_t header = 0;  ///< position
     std::uint64_t payload = 0; ///< position
     std::uint64_t size = 0;    ///< of the payload, as far as it is there; `unknown` for all that follows
@@ -53,6 +69,7 @@ class wav_parser {
   void widen_block();
   void read_fact(const chunk& c, abort_callback& abort);
   void note_data(const chunk& c);
+  void note_tags(const chunk& c, abort_callback& abort);
   bool move_past(const chunk& c, abort_callback& abort);
   void drop_stale_fact();
   void warn(std::string text) { warnings_.push_back(std::move(text)); }
@@ -64,6 +81,7 @@ class wav_parser {
   std::uint64_t fact_samples_ = 0;
   wave_container container_ = wave_container::riff;
   std::vector<std::string> warnings_;
+  riff_tag_chunks tags_;
 
   // While parsing.
   std::uint64_t file_size_ = unknown;

@@ -60,7 +60,8 @@ std::optional<wave_chunk_header> read_wave_chunk_header(file& file, wave_contain
     if (header.size < bytes.size()) throw exception_io_data();
     header.size -= bytes.size();
   } else {
-    header.id = wave_chunk_id_of(in.text(4));
+    header.code = riff_code(in.text(4));
+    header.id = wave_chunk_id_of(header.code.view());
     header.size = in.le32();
   }
   return header;

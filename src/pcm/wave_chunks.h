@@ -8,6 +8,8 @@
 #include "frame/file.h"
 #include "frame/guid.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -31,8 +33,32 @@ inline constexpr guid fact = wave;
 /// The identity of a RIFF code; the all-zero GUID for codes without a meaning here.
 guid wave_chunk_id_of(std::string_view code);
 
+/// A four-character code as it stands in a file, "fmt " for one.
+struct riff_code {
+  std::array<char, 4> text{};
+
+  constexpr riff_code() = default;
+  consteval riff_code(const char (&literal)[5]) : text{literal[0], literal[1], literal[2], literal[3]} {}
+  explicit riff_code(std::string_view four) { std::copy_n(four.begin(), text.size(), text.begin()); }
+  constexpr std::string_view view() const noexcept { return {text.data(), text.size()}; }
+  friend bool operator==(const riff_code&, const riff_code&) = default;
+};
+
+namespace riff_codes {
+inline constexpr riff_code riff = "RIFF";
+inline constexpr riff_code data = "data";
+inline constexpr riff_code junk = "JUNK";
+inline constexpr riff_code list = "LIST";
+inline constexpr riff_code info = "INFO"; ///< the form of a LIST
+inline constexpr riff_code id3 = "id3 ";
+} // namespace riff_codes
+
+/// Taggers disagree on the case.
+constexpr bool is_id3_code(const riff_code& code) { return code == riff_codes::id3 || code == riff_code("ID3 "); }
+
 struct wave_chunk_header {
   guid id;
+  riff_code code;         ///< what `id` was made of; zeros in Wave64
   std::uint64_t size = 0; ///< of the payload [bytes]
 };
 

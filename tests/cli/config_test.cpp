@@ -53,7 +53,6 @@ TEST_F(Config, ListTellsEverySettingAndItsPlace) {
 TEST_F(Config, OneChoiceOfAGroupAlwaysStands) {
   const std::string v24 = "tagging.id3.write-2.4";
   const std::string v23 = "tagging.id3.write-2.3";
-  if (zel({"config", "get", v24}).status != 0) GTEST_SKIP() << "the plug-in has no such setting";
   EXPECT_EQ(zel({"config", "set", v24 + "=yes"}).status, 0);
   auto list = zel({"config", "list", "--json"});
   EXPECT_EQ(value_of(list, v24), "yes");

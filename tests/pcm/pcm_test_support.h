@@ -5,6 +5,7 @@
 #include "frame/input_impl.h"
 #include "frame/input_open.h"
 #include "frame/memory_file.h"
+#include "frame/text.h"
 #include "support/decode_all.h"
 #include "support/fixtures.h"
 #include "support/test_services.h"
@@ -50,6 +51,39 @@ inline file_ptr fixture_file(std::string_view name) { return service_new<memory_
 inline std::string info_text(const file_info& info, std::string_view name) {
   const auto* value = info.info_get(name);
   return value == nullptr ? std::string() : *value;
+}
+
+/// The metadata as "artist=A|B; title=T", by name.
+inline std::string meta_text(const file_info& info) {
+  std::vector<std::string> fields;
+  for (std::size_t field = 0; field < info.meta_get_count(); ++field) {
+    auto text = fold_utf8(info.meta_enum_name(field)) + "=";
+    for (std::size_t n = 0; n < info.meta_enum_value_count(field); ++n)
+      text += (n == 0 ? "" : "|") + info.meta_enum_value(field, n);
+    fields.push_back(text);
+  }
+  std::ranges::sort(fields);
+  std::string result;
+  for (const auto& field : fields) result += (result.empty() ? "" : "; ") + field;
+  return result;
+}
+
+/// The reverse of `meta_text`.
+inline file_info_impl make_info(std::string_view text) {
+  file_info_impl info;
+  while (!text.empty()) {
+    const auto field = text.substr(0, text.find("; "));
+    text.remove_prefix(std::min(text.size(), field.size() + 2));
+    const auto name = field.substr(0, field.find('='));
+    auto values = field.substr(name.size() + 1);
+    for (bool is_last = false; !is_last;) {
+      const auto value = values.substr(0, values.find('|'));
+      is_last = value.size() == values.size();
+      values.remove_prefix(std::min(values.size(), value.size() + 1));
+      info.meta_add(name, value);
+    }
+  }
+  return info;
 }
 
 } // namespace zelmora::test
