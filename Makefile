@@ -48,7 +48,9 @@ bench: build ## measure ourselves beside plain programs and the peers that are i
 corpus: build ## compare with what other projects expect of their files: make corpus CORPUS=DIR
 	@tools/install-deps.sh corpus
 	@test -n "$(CORPUS)" || { echo "usage: make corpus CORPUS=DIR, a folder with an expected.tsv or with folders that have one"; exit 2; }
-	@python3 tests/corpus/run_corpus.py --zel build/release/bin/zel "$(CORPUS)"
+	$(call configure,dev)
+	$(call compile,dev,tag_tool)
+	@python3 tests/corpus/run_corpus.py --zel build/release/bin/zel --tag-tool build/dev/bin/tag_tool "$(CORPUS)"
 
 format: ## lay out every source as the checks want it
 	@tools/install-deps.sh check

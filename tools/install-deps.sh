@@ -15,7 +15,7 @@ packages_of() {
     check) echo "$build libgtest-dev libgmock-dev python3 clang-format clang-tidy" ;;
     fuzz) echo "$build clang libclang-rt-14-dev" ;;
     bench) echo "$build" ;;
-    corpus) echo "$build python3" ;;
+    corpus) echo "$build libgtest-dev libgmock-dev python3" ;;
     package) echo "$build dpkg-dev file" ;;
     *) echo "install-deps.sh: unknown group '$1'" >&2; return 2 ;;
   esac

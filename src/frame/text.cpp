@@ -150,8 +150,6 @@ std::string escape_for_display(std::string_view text) {
   return out;
 }
 
-char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
-
 bool ascii_equal(std::string_view a, std::string_view b) {
   return a.size() == b.size() &&
          std::ranges::equal(a, b, [](char x, char y) { return ascii_lower(x) == ascii_lower(y); });

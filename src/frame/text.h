@@ -41,7 +41,7 @@ std::string escape_for_display(std::string_view text);
 
 /// Comparison without case in which only A to Z have two forms: for names that are ASCII by definition.
 bool ascii_equal(std::string_view a, std::string_view b);
-char ascii_lower(char c);
+constexpr char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
 /// The part of `path` after the last dot of its last element, without the dot; empty when there is none.
 std::string_view path_extension(std::string_view path);

@@ -34,10 +34,10 @@ bool is_day(std::string_view text) {
 
 void add_value(field_map& out, std::string_view field, std::string value) {
   if (value.empty()) return;
-  const auto found = out.find(field);
-  auto& values =
-      found != out.end() ? found->second : out.emplace(std::string(field), std::vector<std::string>()).first->second;
-  values.push_back(std::move(value));
+  auto place = out.lower_bound(field);
+  if (place == out.end() || out.key_comp()(field, place->first))
+    place = out.emplace_hint(place, std::string(field), std::vector<std::string>());
+  place->second.push_back(std::move(value));
 }
 
 void set_value(field_map& out, std::string_view field, std::string value) {
@@ -264,9 +264,13 @@ class frame_reader {
 } // namespace
 
 bool field_name_less::operator()(std::string_view a, std::string_view b) const {
-  return std::ranges::lexicographical_compare(a, b, [](char x, char y) {
-    return static_cast<unsigned char>(ascii_lower(x)) < static_cast<unsigned char>(ascii_lower(y));
-  });
+  const auto size = std::min(a.size(), b.size());
+  for (std::size_t i = 0; i < size; ++i) {
+    const auto x = static_cast<unsigned char>(ascii_lower(a[i]));
+    const auto y = static_cast<unsigned char>(ascii_lower(b[i]));
+    if (x != y) return x < y;
+  }
+  return a.size() < b.size();
 }
 
 const id3v2_field_row* find_id3v2_row(std::uint32_t id) {

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Compares what `zel` says of real files with what other projects' own tests expect of them.
 
-run_corpus.py --zel PROGRAM [--strict] DIR
+run_corpus.py --zel PROGRAM [--tag-tool PROGRAM] [--strict] DIR
 
 DIR is a folder with `expected.tsv` and `files/`, or holds such folders. A row of expected.tsv: path (below files/), field,
-expected value, how to compare, source. All files are described by one process. Prints agreement by field, then each
-mismatch. A row counts as
+expected value, how to compare, source. All files are described by one process. Tags of files whose format nothing here
+reads are looked for at both ends of the file, with --tag-tool. Prints agreement by field, then each mismatch. A row counts as
 
   agree           our value is the expected one
   differ          it is not; or the file should open and did not
@@ -17,6 +17,7 @@ Exit status: 1 when zel crashed, hung or lost a file; with --strict also when so
 """
 import argparse
 import array
+import ast
 import collections
 import json
 import math
@@ -41,6 +42,15 @@ TAG_FIELDS = {
     "track": ("tracknumber",), "tracktotal": ("totaltracks",), "year": ("date", "year"),
 }
 NUMERIC_TAGS = {"disc", "disctotal", "track", "tracktotal", "year"}
+
+# What the other libraries call them where they speak of frames.
+FRAMES = {"TALB": "album", "TCON": "genre", "TDRC": "date", "TIT2": "title", "TPE1": "artist", "TRCK": "tracknumber",
+          "artist": "artist", "title": "title"}
+FRAME_EXPRESSION = re.compile(r"""mutagen:\['(\w+)'\](?:\.text|\.genres\[0\])?$
+                                  |taglib:ID3v2Tag\(\)->frameListMap\(\)\["(\w+)"\]\.front\(\)->toString\(\)$
+                                  |taglib:(?:ID3v2|Info)Tag\(\)->(\w+)\(\)$""", re.VERBOSE)
+# Files with tags at their ends, whatever is between them.
+BARE_EXTENSIONS = {"aac", "ape", "id3", "mp2", "mp3", "mpc", "ofr", "ofs", "tak", "tta", "wv"}
 
 # Classes of the other library that read files of the extension: their refusal says something about the file itself.
 CLASS_EXTENSIONS = {
@@ -78,6 +88,20 @@ class Zel:
                     self.crashes.append((path, "info", status))
                     records[path] = {"error": {"type": "crash", "message": f"status {status}"}}
         return records
+
+    def describe_tags(self, tag_tool, paths, records):
+        """Adds the tags at both ends of files that are not readable as a whole."""
+        bare = [path for path in paths if "error" in records[path] and extension_of(path) in BARE_EXTENSIONS]
+        for path in bare:
+            try:
+                result = subprocess.run([tag_tool, "show", path], capture_output=True, timeout=SECONDS_FOR_ONE, check=False)
+                status, output = result.returncode, result.stdout.decode("utf-8", "surrogateescape")
+            except subprocess.TimeoutExpired:
+                status, output = None, ""
+            if status != 0:
+                self.crashes.append((path, "tags", status))
+                continue
+            records[path]["tags"] = {"meta": json.loads(output)["meta"]}
 
     @staticmethod
     def parse(output):
@@ -218,6 +242,22 @@ def compare_tag(row, subsong):
     return agree(row.expected in joined, shown)
 
 
+def frame_of(field):
+    """The field that an expression of another library names; None for other expressions."""
+    match = FRAME_EXPRESSION.match(field)
+    name = match and next(group for group in match.groups() if group)
+    return FRAMES.get(name, name if name in FRAMES.values() else None)
+
+
+def compare_frame(row, subsong):
+    meta = {key.lower(): values for key, values in subsong.get("meta", {}).items()}
+    values = meta.get(frame_of(row.field), [])
+    if "totaltracks" in meta and frame_of(row.field) == "tracknumber":
+        values = [f"{values[0]}/{meta['totaltracks'][0]}"]
+    expected = ast.literal_eval(row.expected) if row.expected.startswith("[") else [row.expected] if row.expected else []
+    return agree(values == expected, " / ".join(values) if values else "none")
+
+
 # Fields of a file that opened, by name.
 FIELDS = {
     "length_s": compare_length, "length_ms": compare_length, "total_samples": compare_samples,
@@ -251,6 +291,10 @@ def compare_pcm(row, zel):
 def compare(row, record, zel, readable):
     """`readable`: something here reads that type of file."""
     error = record.get("error")
+    if "tags" in record and row.field.startswith("tag."):
+        return compare_tag(row, record["tags"])
+    if "tags" in record and frame_of(row.field):
+        return compare_frame(row, record["tags"])
     if row.field == "must_not_crash":
         alive = (error is None or error["type"] != "crash") and zel.survives(file_of(row))
         return agree(alive, "alive" if alive else "crashed")
@@ -266,6 +310,8 @@ def compare(row, record, zel, readable):
     if row.field in OPENS:
         expected = row.expected == "true"
         return agree((error is None) == expected, error["type"] if error else "opened")
+    if frame_of(row.field) and error is None:
+        return compare_frame(row, record["subsongs"][0])
     known_field = row.field in FIELDS or row.field.startswith("tag.") or row.field.startswith("reference_pcm")
     if not known_field or row.op.endswith("_check_test") and row.field not in FIELDS:
         return Verdict("not comparable", "")
@@ -283,10 +329,13 @@ def extension_of(path):
     return os.path.splitext(path)[1].lower().lstrip(".")
 
 
-def judge(rows, zel, known):
+def judge(rows, zel, tag_tool, known):
     """Pairs of row and verdict."""
-    records = zel.describe(sorted({file_of(row) for row in rows}))
+    paths = sorted({file_of(row) for row in rows})
+    records = zel.describe(paths)
     readable = zel.extensions() | {extension_of(path) for path, record in records.items() if "error" not in record}
+    if tag_tool:
+        zel.describe_tags(os.path.abspath(tag_tool), paths, records)
     verdicts = []
     for row in rows:
         record = records[file_of(row)]
@@ -302,7 +351,9 @@ def print_report(verdicts, known):
     table = collections.defaultdict(collections.Counter)
     for row, verdict in verdicts:
         field = row.field.split(":")[0] if row.field.startswith("mutagen_error_as:") else row.field
-        if field.startswith(("mutagen:", "taglib:")) and field not in FIELDS and field not in OPENS:
+        if frame_of(field):
+            field = "frame of " + frame_of(field)
+        elif field.startswith(("mutagen:", "taglib:")) and field not in FIELDS and field not in OPENS:
             field = field.split(":")[0] + ": other expressions"
         table[field][verdict.kind] += 1
     width = max(map(len, table)) + 2
@@ -325,6 +376,7 @@ def print_report(verdicts, known):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--zel", required=True)
+    parser.add_argument("--tag-tool", help="the program that shows the tags of a bare stream")
     parser.add_argument("--strict", action="store_true", help="exit 1 when something differs")
     parser.add_argument("--known", default=os.path.join(HERE, "known_differences.tsv"))
     parser.add_argument("folder")
@@ -335,7 +387,7 @@ def main():
         parser.error(f"{options.folder}: no expected.tsv in it or one level below")
     zel = Zel(os.path.abspath(options.zel))
     known = read_known(options.known)
-    verdicts = judge(rows, zel, known)
+    verdicts = judge(rows, zel, options.tag_tool, known)
     total = print_report(verdicts, known)
     for path, verb, status in zel.crashes:
         print(f"\nCRASH: zel {verb} {path}: status {status}")
