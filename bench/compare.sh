@@ -1,7 +1,7 @@
 #!/bin/sh
 # Measures `zel` beside the plain programs of this folder, and beside peers where they are installed: one run, one table.
 #
-#   bench/compare.sh BIN_DIR [PATTERN]     BIN_DIR holds zel, plain_convert, plain_open and measure
+#   bench/compare.sh BIN_DIR [PATTERN]     BIN_DIR holds zel, plain_convert, plain_open, read_tags and measure
 #
 # PATTERN (a shell pattern) picks rows by their label. BENCH_DIR is where the files are made: about 2 GB of memory
 # (default: a fresh folder in /dev/shm, else in TMPDIR). ROUNDS sets the runs of each command (7).
@@ -93,6 +93,27 @@ row "start-up: info of one WAV : /bin/true" -- "$zel" info "$dir/small/0.wav" --
 if has ffprobe; then
   row "start-up: info of one WAV : ffprobe" -- \
     "$zel" info "$dir/small/0.wav" --vs ffprobe -v error -show_format -show_streams "$dir/small/0.wav"
+fi
+
+# Tags as two encoders write them: ID3v2.3 in Latin-1 and in UTF-16, with and without ID3v1, 2.4 in UTF-8, and a cover.
+if has lame && has ffmpeg; then
+  mkdir "$dir/mp3"
+  head -c 352800 "$dir/ten.wav" >"$dir/two.wav"
+  set -- --quiet --ta "Ann Other" --tl "A Longer Album's Title" --ty 2004 --tg Jazz --tn 3/12 --tc "as heard"
+  lame "$@" --tt "Plain" "$dir/two.wav" "$dir/mp3/0.mp3"
+  lame "$@" --tt "No older tag" --id3v2-only "$dir/two.wav" "$dir/mp3/1.mp3"
+  lame "$@" --tt "Wide" --id3v2-utf16 --add-id3v2 "$dir/two.wav" "$dir/mp3/2.mp3"
+  ffmpeg -v error -nostdin -i "$dir/mp3/2.mp3" -c copy -id3v2_version 4 "$dir/mp3/3.mp3"
+  ffmpeg -v error -nostdin -i "$dir/mp3/0.mp3" -f lavfi -i testsrc2=s=200x200:d=0.1 -map 0 -map 1 -frames:v 1 -c:a copy \
+    -c:v mjpeg -id3v2_version 3 "$dir/mp3/4.mp3"
+  i=5
+  while [ $i -lt 2000 ]; do cp "$dir/mp3/$((i % 5)).mp3" "$dir/mp3/$i.mp3"; i=$((i + 1)); done
+  find "$dir/mp3" -name '*.mp3' | sort >"$dir/mp3.list"
+  if [ -x "$bin/peer_taglib" ]; then
+    row "tags of 2,000 MP3 : TagLib" --bar 1.0 -- "$bin/read_tags" "$dir/mp3.list" --vs "$bin/peer_taglib" "$dir/mp3.list"
+  fi
+  row "tags of 2,000 MP3 : open, read, close" -- "$bin/read_tags" "$dir/mp3.list" --vs "$bin/plain_open" "$dir/mp3.list"
+  row "a tag of lame's, 10,000 times : /bin/true" -- "$bin/read_tags" --memory 10000 "$dir/mp3/0.mp3" --vs /bin/true
 fi
 
 row "memory of info: hour : minute" --of memory --bar 1.05 -- "$zel" info "$dir/hour.wav" --vs "$zel" info "$dir/minute.wav"

@@ -3,7 +3,7 @@
 
     compare_with_peers.py TAG_TOOL [SCRATCH]
 
-TAG_TOOL is build/dev/bin/tag_tool. Needs lame or ffmpeg, and whatever of mutagen, eyeD3, id3v2 (id3lib), kid3-cli and
+TAG_TOOL is build/dev/bin/tag_tool. Needs lame or ffmpeg, and whatever of mutagen, eyeD3, TagLib (python3-taglib, kid3-cli), id3v2 (id3lib) and
 ffmpeg is installed: a tagger that is missing is left out with a line that says so. Exit status 1 when something differs.
 """
 import json
@@ -24,6 +24,15 @@ try:
     from mutagen.apev2 import APEv2
 except ImportError:
     mutagen = None
+try:
+    import eyed3
+    eyed3.log.setLevel("CRITICAL")
+except ImportError:
+    eyed3 = None
+try:
+    import taglib
+except ImportError:
+    taglib = None
 
 
 def has(program):
@@ -73,6 +82,14 @@ FRAMES = {
 URLS = {
     "commercial information url": "WCOM", "copyright url": "WCOP", "file webpage url": "WOAF", "artist webpage url": "WOAR",
     "source webpage url": "WOAS", "internet radio webpage url": "WORS", "payment url": "WPAY", "publisher url": "WPUB",
+}
+# Fields in frames of another form: the frame, what is written, and how it looks there.
+OTHERS = {
+    3: {"TORY": (["original release date=1998"], "1998"), "TRDA": (["recording dates=2001-05-06"], "2001-05-06")},
+    4: {"TDOR": (["original release date=1998-02"], "1998-02"), "TIPL": (["involved people=producer"], "producer"),
+        "TMCL": (["musician credits=bass"], "bass")},
+    "any": {"TDRL": (["release date=2003-01-02"], "2003-01-02"), "TPOS": (["discnumber=1", "totaldiscs=2"], "1/2"),
+            "MVIN": (["movement index=2", "movement count=5"], "2/5"), "TRCK": (["tracknumber=3", "totaltracks=12"], "3/12")},
 }
 MANY = {"grouping", "publisher", "artistsortorder", "albumartistsortorder", "composersortorder", "language",
         "original artist", "original album", "artist", "album artist", "conductor", "remixed by", "composer", "lyricist"}
@@ -199,6 +216,41 @@ def our_reading_of_others():
                 round(float(theirs["replaygain_track_gain"].split()[0]), 2))
 
 
+def text_in(frame):
+    """The texts of a frame of eyeD3's, which leaves those it doesn't know as bytes."""
+    if getattr(frame, "url", None) is not None:
+        return [frame.url]
+    if getattr(frame, "text", None) is not None:
+        return str(frame.text).split("\0")
+    encoding = {0: "latin-1", 1: "utf-16", 2: "utf-16-be", 3: "utf-8"}[frame.data[0]]
+    return frame.data[1:].decode(encoding).rstrip("\0").split("\0")
+
+
+def eyed3_reading_of_ours(path, version, wanted):
+    """Every frame of `wanted`, pairs of frame and values."""
+    frames = eyed3.load(path).tag.frame_set
+    for frame, values in wanted.items():
+        got = [text for f in frames.get(frame.encode(), []) for text in text_in(f)]
+        compare(f"our 2.{version} {frame} in eyeD3", got, values)
+
+
+def ape_of_every_field():
+    path = bare("ours-ape-all.mp3")
+    wanted = {field: values_for(field) for field in FRAMES}
+    wanted.update({field: ["http://example.org/" + frame] for field, frame in URLS.items()})
+    wanted.update({"my field": ["v1", "v2"], "comment": ["a comment"], "genre": ["Rock", "(Foo"], "date": ["2001-02-03"],
+                   "rating": ["4"], "lyrics": ["words"]})
+    run(tool, "write", "ape", path, *[f"{field}={value}" for field, values in wanted.items() for value in values])
+    names = {"year": "date"}
+    theirs = APEv2(path)
+    compare("our APE of every field in mutagen", {names.get(k.lower(), k.lower()): list(theirs[k]) for k in theirs}, wanted)
+    if taglib:
+        # It has names of its own for these.
+        names = {"REMIXER": "remixed by", "ALBUMARTIST": "album artist", "LABEL": "publisher", "MEDIA": "media type"}
+        tags = taglib.File(path).tags
+        compare("our APE of every field in TagLib", {names.get(k, k.lower()): v for k, v in tags.items()}, wanted)
+
+
 def their_reading_of_ours():
     for version, kinds in ((3, "id3v2"), (4, "id3v2")):
         path = bare(f"ours-{version}.mp3")
@@ -208,22 +260,30 @@ def their_reading_of_ours():
         wanted = {field: values_for(field) for field in FRAMES}
         arguments = [f"{field}={value}" for field, values in wanted.items() for value in values]
         arguments += [f"{field}=http://example.org/{frame}" for field, frame in URLS.items()]
-        arguments += ["tracknumber=3", "totaltracks=12", "genre=Rock", "genre=(Foo", "comment=a comment", "comment mood=glad",
+        others = {**OTHERS[version], **OTHERS["any"]}
+        arguments += [argument for written, _ in others.values() for argument in written]
+        arguments += ["genre=Rock", "genre=(Foo", "comment=a comment", "comment mood=glad",
                       "my field=v1", "my field=v2", "rating=4", "unsynced lyrics=words", "date=2001-02-03",
                       "replaygain_track_gain=-7.15 dB"]
         run(tool, "write", kinds, path, *arguments)
         tags = id3.ID3(path, translate=False)
         compare(f"written version 2.{version}", tags.version[1], version)
         for field, frame in FRAMES.items():
-            if version == 3 and frame == "TSST":
-                pass
             values = wanted[field]
             got = tags.getall(frame)
             compare(f"our 2.{version} {field} in mutagen", [str(t) for f in got for t in f.text],
                     values if version == 4 else [" / ".join(values)])
         for field, frame in URLS.items():
             compare(f"our 2.{version} {field} in mutagen", [f.url for f in tags.getall(frame)], ["http://example.org/" + frame])
-        compare(f"our 2.{version} track", [str(t) for f in tags.getall("TRCK") for t in f.text], ["3/12"])
+        for frame, (_, shown) in others.items():
+            got = [str(t) for f in tags.getall(frame) for t in getattr(f, "text", None) or f.people[0]]
+            compare(f"our 2.{version} {frame} in mutagen", [text for text in got if text], [shown])
+        if eyed3:
+            frames = {frame: wanted[field] if version == 4 else [" / ".join(wanted[field])] for field, frame in FRAMES.items()}
+            frames.update({frame: ["http://example.org/" + frame] for frame in URLS.values()})
+            frames.update({frame: [shown] for frame, (_, shown) in others.items()})
+            frames.update({"TYER" if version == 3 else "TDRC": ["2001-02-03"]})
+            eyed3_reading_of_ours(path, version, frames)
         compare(f"our 2.{version} comment", {f.desc: f.text[0] for f in tags.getall("COMM")}, {"": "a comment", "mood": "glad"})
         compare(f"our 2.{version} lyrics", [f.text for f in tags.getall("USLT")], ["words"])
         compare(f"our 2.{version} free text", sorted(str(t) for f in tags.getall("TXXX") if f.desc == "my field" for t in f.text),
@@ -269,6 +329,7 @@ if mutagen is None:
 else:
     our_reading_of_mutagen()
     their_reading_of_ours()
+    ape_of_every_field()
 our_reading_of_others()
 audio_is_untouched()
 print(f"{counts['same']} the same, {counts['different']} different")
