@@ -3,8 +3,8 @@
 
     compare_with_peers.py TAG_TOOL [SCRATCH]
 
-TAG_TOOL is build/dev/bin/tag_tool. Needs lame or ffmpeg, and whatever of mutagen, eyeD3, TagLib (python3-taglib, kid3-cli), id3v2 (id3lib) and
-ffmpeg is installed: a tagger that is missing is left out with a line that says so. Exit status 1 when something differs.
+TAG_TOOL is build/dev/bin/tag_tool. Needs lame or ffmpeg, and whatever of mutagen, eyeD3, TagLib (python3-taglib, kid3-cli),
+id3v2 (id3lib) and ffmpeg is installed: a tagger that is missing is left out with a line that says so. Exit status 1 when something differs.
 """
 import json
 import os
