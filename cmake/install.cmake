@@ -3,7 +3,7 @@
 
 include(GNUInstallDirs)
 
-install(TARGETS zel_input_std LIBRARY DESTINATION lib/zelmora)
+install(TARGETS zel_input_std zel_ffmpeg LIBRARY DESTINATION lib/zelmora)
 if(TARGET zel)
   install(TARGETS zel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 

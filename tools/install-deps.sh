@@ -6,7 +6,7 @@
 # --list prints the packages instead. `build` is part of every group that compiles.
 set -eu
 
-build="g++ cmake ninja-build pkgconf libc6-dev libfmt-dev libutf8proc-dev libmd-dev libcli11-dev nlohmann-json3-dev zlib1g-dev"
+build="g++ cmake ninja-build pkgconf libc6-dev libfmt-dev libutf8proc-dev libmd-dev libcli11-dev nlohmann-json3-dev zlib1g-dev libavcodec-dev libavutil-dev"
 
 packages_of() {
   case $1 in

@@ -1,6 +1,7 @@
 // WAV: RIFF, RF64 and Wave64. See `wav_parser.h` for the containers and `wav_decoder.h` for the data.
 #include "pcm/input_wav.h"
 
+#include "codecs/codec_manager.h"
 #include "frame/component.h"
 #include "frame/exceptions.h"
 #include "pcm/riff_tags.h"
@@ -30,10 +31,13 @@ void set_sample_info(file_info& info, wave_sample_kind kind, unsigned bits) {
 }
 
 void set_compressed_info(file_info& info, const wave_format& format) {
-  if (format.tag == wave_tag::ima_adpcm) {
-    info.info_set(info_field::codec, "IMA ADPCM");
+  const auto& manager = get_codec_manager();
+  const auto name = format.tag == wave_tag::ima_adpcm ? "IMA ADPCM" : manager.get_name(format);
+  if (!name.empty()) {
+    info.info_set(info_field::codec, name);
     info.info_set(info_field::encoding, "lossy");
   }
+  if (const auto form = manager.suggest(format)) info.info_set_int("decoded_bitspersample", form->bits);
   if (format.bits != 0) info.info_set_int(info_field::bitspersample, format.bits);
 }
 
@@ -108,8 +112,9 @@ void input_wav::remove_tags(abort_callback& abort) {
 void input_wav::decode_initialize(std::uint32_t, std::uint32_t, abort_callback& abort) {
   decoder_.reset();
   go_to_data(abort);
-  decoder_ = make_wav_decoder(
-      {file_, parser_->format(), parser_->data_offset(), parser_->data_size(), parser_->fact_samples()});
+  decoder_ = make_wav_decoder({file_, parser_->format(), parser_->data_offset(), parser_->data_size(),
+                               parser_->fact_samples(),
+                               [this](std::string_view text) { log(text, event_logger::error); }});
 }
 
 /// A file that can't seek is read anew from its start: parsing it leaves it at the data.

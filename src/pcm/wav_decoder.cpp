@@ -11,10 +11,10 @@ using namespace zelmora_io;
 wav_decoder_ptr make_wav_decoder(wav_stream stream) {
   const auto& format = stream.format;
   if (get_sample_kind(format) != wave_sample_kind::none) return make_wav_decoder_pcm(std::move(stream));
-  if (format.tag == wave_tag::ima_adpcm && format.bits == 4) throw exception_io_data();
+  if (format.tag == wave_tag::ima_adpcm && format.bits == 4) return make_wav_decoder_ima(std::move(stream));
   if (format.tag == wave_tag::extensible && format.extra_size < wave_limits::extensible_extra)
     throw exception_io_data();
-  throw exception_io_data("Missing ACM codec");
+  return make_wav_decoder_acm(std::move(stream));
 }
 
 } // namespace zelmora

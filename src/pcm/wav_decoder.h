@@ -3,10 +3,12 @@
 
 #include "frame/audio_chunk.h"
 #include "frame/file.h"
-#include "pcm/wave_format.h"
+#include "codecs/wave_format.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <string_view>
 
 namespace zelmora {
 
@@ -17,6 +19,7 @@ struct wav_stream {
   std::uint64_t data_offset = 0;
   std::uint64_t data_size = 0;    ///< [bytes]; `file::unknown_size` for all that follows
   std::uint64_t sample_limit = 0; ///< samples per channel that the writer counted: no more are given out; 0 is no limit
+  std::function<void(std::string_view)> report_error{}; ///< for damage that costs samples, and no more
 };
 
 class wav_decoder {
@@ -36,5 +39,9 @@ wav_decoder_ptr make_wav_decoder(wav_stream stream);
 
 /// Uncompressed samples, fixed or float.
 wav_decoder_ptr make_wav_decoder_pcm(wav_stream stream);
+/// IMA ADPCM.
+wav_decoder_ptr make_wav_decoder_ima(wav_stream stream);
+/// Whatever the codec manager has a codec for.
+wav_decoder_ptr make_wav_decoder_acm(wav_stream stream);
 
 } // namespace zelmora

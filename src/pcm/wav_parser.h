@@ -4,7 +4,7 @@
 
 #include "frame/file.h"
 #include "pcm/wave_chunks.h"
-#include "pcm/wave_format.h"
+#include "codecs/wave_format.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 // The helpers for writers of PCM files that the module exports beside its entry point.
 #include "frame/bytes.h"
-#include "pcm/wave_format.h"
+#include "codecs/wave_format.h"
 
 #include <cstring>
 

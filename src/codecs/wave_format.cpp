@@ -1,4 +1,4 @@
-#include "pcm/wave_format.h"
+#include "codecs/wave_format.h"
 
 #include "frame/audio_chunk.h"
 #include "frame/bytes.h"

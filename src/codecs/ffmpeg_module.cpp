@@ -1,0 +1,64 @@
+// Loads the module over libavcodec, and tells the host's log of its version.
+#include "codecs/codec_settings.h"
+#include "codecs/ffmpeg_bridge.h"
+#include "frame/host_services.h"
+
+#include <array>
+#include <atomic>
+#include <climits>
+#include <dlfcn.h>
+#include <fmt/core.h>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace zelmora {
+
+namespace {
+
+std::atomic<ffmpeg_bridge*> loaded{nullptr};
+
+std::string directory_of(std::string_view path) { return std::string(path.substr(0, path.rfind('/') + 1)); }
+
+/// Where the code of this function lies: the plug-in, or a program that it is linked into.
+std::string own_directory() {
+  Dl_info info{};
+  if (::dladdr(reinterpret_cast<const void*>(&directory_of), &info) == 0 || info.dli_fname == nullptr) return {};
+  const std::string_view path(info.dli_fname);
+  std::array<char, PATH_MAX> program;
+  const auto length = ::readlink("/proc/self/exe", program.data(), program.size());
+  const std::string_view program_path(program.data(), length > 0 ? static_cast<std::size_t>(length) : 0);
+  // A program is known by the name that it was called by.
+  const bool is_program = path.find('/') == std::string_view::npos;
+  return directory_of(is_program ? program_path : path);
+}
+
+ffmpeg_bridge* load() {
+  const auto path = own_directory() + ffmpeg_module_name;
+  const auto raise = [&](const char* why) { throw std::runtime_error(fmt::format("ffmpeg: could not load {}", why)); };
+  void* const library = ::dlopen(path.c_str(), RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
+  if (library == nullptr) raise(::dlerror());
+  void* const symbol = ::dlsym(library, ffmpeg_bridge_symbol);
+  if (symbol == nullptr) raise(::dlerror());
+  // Level 4 stands for "experimental", -2 there; 0 for "very", 2.
+  const auto strictness = 2 - static_cast<std::int64_t>(get_ffmpeg_strict_level());
+  auto* const bridge = reinterpret_cast<ffmpeg_bridge_function*>(symbol)(ffmpeg_bridge_revision, strictness);
+  if (bridge == nullptr) raise((path + ": it is of another version").c_str());
+  const auto line = "FFmpeg version: " + bridge->version();
+  for_each_service<console>([&](const auto& log) {
+    log->print(line);
+    return true;
+  });
+  return bridge;
+}
+
+} // namespace
+
+ffmpeg_bridge& load_ffmpeg_bridge() {
+  static ffmpeg_bridge* const bridge = load(); // Tried again after a failure.
+  loaded.store(bridge);
+  return *bridge;
+}
+
+bool is_ffmpeg_bridge_loaded() noexcept { return loaded.load() != nullptr; }
+
+} // namespace zelmora

@@ -1,0 +1,48 @@
+// What the packet decoders over libavcodec have in common.
+#pragma once
+
+#include "codecs/ffmpeg_bridge.h"
+#include "codecs/packet_decoder.h"
+
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace zelmora {
+
+/// How far back a decoder has to begin for its samples to be right.
+struct packet_dependency {
+  unsigned frames = 0;
+  double seconds = 0;
+};
+
+/// A codec's class derives from this, opens it, and adds its own fields to `get_info`.
+class packet_decoder_ffmpeg : public packet_decoder {
+ public:
+  std::uint64_t set_stream_property(const guid& property, std::uint64_t value, const void* ptr,
+                                    std::size_t size) override;
+  void get_info(file_info& info) override;
+  unsigned get_max_frame_dependency() override { return dependency_.frames; }
+  double get_max_frame_dependency_time() override { return dependency_.seconds; }
+  void reset_after_seek() override { decoder_->reset_after_seek(); }
+  void decode(const void* data, std::size_t size, audio_chunk& chunk, abort_callback& abort) override;
+  bool analyze_first_frame_supported() override { return true; }
+  void analyze_first_frame(const void* data, std::size_t size, abort_callback& abort) override;
+
+ protected:
+  explicit packet_decoder_ffmpeg(packet_dependency dependency) : dependency_(dependency) {}
+
+  void open_codec(const ffmpeg_setup& setup) { decoder_ = load_ffmpeg_bridge().open(setup); }
+  /// The packet in the form that the library takes; as it is by default.
+  virtual std::span<const std::byte> prepare(std::span<const std::byte> packet) { return packet; }
+
+  ffmpeg_decoder& decoder() const { return *decoder_; }
+
+ private:
+  std::unique_ptr<ffmpeg_decoder> decoder_;
+  packet_dependency dependency_;
+  std::uint32_t container_rate_ = 0; ///< [Hz]
+};
+
+} // namespace zelmora
