@@ -35,11 +35,11 @@ struct name_row {
   std::string_view name;
 };
 /// libavcodec's numbers (avcodec.h, FF_PROFILE_AAC_...).
-constexpr std::array profile_names{name_row{0, "Main"}, name_row{1, "LC"},      name_row{2, "SSR"}, name_row{3, "LTP"},
-                                   name_row{4, "SBR"},  name_row{22, "LD"},     name_row{28, "SBR+PS"},
-                                   name_row{38, "ELD"}};
-constexpr std::array object_names{name_row{main, "Main"}, name_row{lc, "LC"},   name_row{ssr, "SSR"},
-                                  name_row{ltp, "LTP"},   name_row{sbr, "SBR"}, name_row{er_ld, "LD"},
+constexpr std::array profile_names{name_row{0, "Main"},    name_row{1, "LC"},  name_row{2, "SSR"},
+                                   name_row{3, "LTP"},     name_row{4, "SBR"}, name_row{22, "LD"},
+                                   name_row{28, "SBR+PS"}, name_row{38, "ELD"}};
+constexpr std::array object_names{name_row{main, "Main"}, name_row{lc, "LC"},     name_row{ssr, "SSR"},
+                                  name_row{ltp, "LTP"},   name_row{sbr, "SBR"},   name_row{er_ld, "LD"},
                                   name_row{eld, "ELD"},   name_row{usac, "USAC"}, name_row{usac_older, "USAC"}};
 
 template <class Table>

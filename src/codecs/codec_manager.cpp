@@ -242,7 +242,8 @@ class libavcodec_manager final : public codec_manager {
   }
 
   std::optional<codec_pcm_form> suggest(const wave_format& format) const override {
-    if (find_codec(effective_tag(format)) == nullptr || format.channels > audio_chunk::max_channels) return std::nullopt;
+    if (find_codec(effective_tag(format)) == nullptr || format.channels > audio_chunk::max_channels)
+      return std::nullopt;
     constexpr std::uint32_t bits = 16;
     return codec_pcm_form{format.rate, format.channels, bits};
   }

@@ -48,8 +48,8 @@ class codec_conversion {
     std::uint32_t samples = 0;          ///< per channel, where it is known before it is decoded
   };
   /// The next packet in `data`, which goes on behind what the last call has used; `is_last` when nothing follows it.
-  /// Neither bytes nor anything used: it takes more data, or at its end there is no packet more. Where a seek rule gives
-  /// packets, a packet's bytes are the last of those used.
+  /// Neither bytes nor anything used: it takes more data, or at its end there is no packet more. Where a seek rule
+  /// gives packets, a packet's bytes are the last of those used.
   virtual packet cut(std::span<const std::byte> data, bool is_last) = 0;
 
   /// Decodes a packet; an empty one gets out what is still inside. Raises `exception_io_data`.

@@ -1,5 +1,5 @@
-// What this module knows of libavcodec. Linking it costs more than describing a hundred files, so it lies in a module of
-// its own, "zel_ffmpeg.so" beside this one, which is loaded when the first decoder is opened.
+// What this module knows of libavcodec. Linking it costs more than describing a hundred files, so it lies in a module
+// of its own, "zel_ffmpeg.so" beside this one, which is loaded when the first decoder is opened.
 #pragma once
 
 #include "frame/abort_callback.h"

@@ -50,28 +50,29 @@ class packet_decoder : public service_base {
 
   // Owners: what stands in `param1`, and in `param2`.
   static constexpr guid owner_mp4 = "30F95BEB-FDF4-4A75-B597-60CAF93B39C4"_guid; ///< object type; specific info (esds)
-  static constexpr guid owner_matroska = "5C2DE804-EAEE-4B8E-8C14-9207A2549BBE"_guid;     ///< -; `matroska_setup`
-  static constexpr guid owner_adts = "AF5B7CB0-A08E-404A-A3C0-5C5EA1A8A05C"_guid;         ///< -; the first frame's bytes
-  static constexpr guid owner_adif = "F72D2EAE-835C-4DFB-97C6-624343EFAFB0"_guid;         ///< -; the header
-  static constexpr guid owner_mp4_ac3 = "62263199-48C2-4777-B33A-87ED161A1630"_guid;      ///< -; -
-  static constexpr guid owner_mp4_eac3 = "AE6325BE-6C65-4B8F-B60D-5C803763BFB5"_guid;     ///< -; -
-  static constexpr guid owner_mp4_alac = "8F450CB3-A083-4B83-8D85-ADCE5EA6D57F"_guid;     ///< -; version, flags, config
-  static constexpr guid owner_mp4_amr_nb = "40017871-50A9-48B6-BF60-BD181A227F9B"_guid;   ///< -; -
-  static constexpr guid owner_mp4_amr_wb = "2E729EA0-6BEB-4392-BF24-75C69B60166D"_guid;   ///< -; -
-  static constexpr guid owner_mp4_pcm_be = "44A22748-5D63-4DAF-9563-0AB5486E7E0D"_guid;   ///< -; -
-  static constexpr guid owner_mp4_pcm_le = "59F38645-BCE1-4BA9-AAE4-FB885FC4A858"_guid;   ///< -; -
-  static constexpr guid owner_mp4_flac = "73E5E053-662F-4A43-8DF2-09F977AC2D38"_guid;     ///< -; metadata blocks (dfLa)
-  static constexpr guid owner_mp4_opus = "595FF6B0-F860-43CF-A54C-6D8D29E12F62"_guid;     ///< -; OpusHead
-  static constexpr guid owner_ogg = "8FA27457-A021-43B9-AD20-A796DB947CD1"_guid;          ///< -; `ogg_setup`
-  static constexpr guid owner_mp3 = "7B741A69-1AC7-440D-A01D-88536DD4DE1C"_guid;          ///< -; -
-  static constexpr guid owner_mp2 = "17B300A0-3110-4400-A434-C18FBEEABA81"_guid;          ///< -; -
-  static constexpr guid owner_mp1 = "1C068E5E-DD65-4639-BF85-78B297C8FFAC"_guid;          ///< -; -
+  static constexpr guid owner_matroska = "5C2DE804-EAEE-4B8E-8C14-9207A2549BBE"_guid;   ///< -; `matroska_setup`
+  static constexpr guid owner_adts = "AF5B7CB0-A08E-404A-A3C0-5C5EA1A8A05C"_guid;       ///< -; the first frame's bytes
+  static constexpr guid owner_adif = "F72D2EAE-835C-4DFB-97C6-624343EFAFB0"_guid;       ///< -; the header
+  static constexpr guid owner_mp4_ac3 = "62263199-48C2-4777-B33A-87ED161A1630"_guid;    ///< -; -
+  static constexpr guid owner_mp4_eac3 = "AE6325BE-6C65-4B8F-B60D-5C803763BFB5"_guid;   ///< -; -
+  static constexpr guid owner_mp4_alac = "8F450CB3-A083-4B83-8D85-ADCE5EA6D57F"_guid;   ///< -; version, flags, config
+  static constexpr guid owner_mp4_amr_nb = "40017871-50A9-48B6-BF60-BD181A227F9B"_guid; ///< -; -
+  static constexpr guid owner_mp4_amr_wb = "2E729EA0-6BEB-4392-BF24-75C69B60166D"_guid; ///< -; -
+  static constexpr guid owner_mp4_pcm_be = "44A22748-5D63-4DAF-9563-0AB5486E7E0D"_guid; ///< -; -
+  static constexpr guid owner_mp4_pcm_le = "59F38645-BCE1-4BA9-AAE4-FB885FC4A858"_guid; ///< -; -
+  static constexpr guid owner_mp4_flac = "73E5E053-662F-4A43-8DF2-09F977AC2D38"_guid;   ///< -; metadata blocks (dfLa)
+  static constexpr guid owner_mp4_opus = "595FF6B0-F860-43CF-A54C-6D8D29E12F62"_guid;   ///< -; OpusHead
+  static constexpr guid owner_ogg = "8FA27457-A021-43B9-AD20-A796DB947CD1"_guid;        ///< -; `ogg_setup`
+  static constexpr guid owner_mp3 = "7B741A69-1AC7-440D-A01D-88536DD4DE1C"_guid;        ///< -; -
+  static constexpr guid owner_mp2 = "17B300A0-3110-4400-A434-C18FBEEABA81"_guid;        ///< -; -
+  static constexpr guid owner_mp1 = "1C068E5E-DD65-4639-BF85-78B297C8FFAC"_guid;        ///< -; -
 
   /// The packets begin at the stream's beginning.
   static constexpr guid property_decode_from_start = "985B25A5-5E79-4DDA-8BDD-53B42576E22D"_guid;
   /// `ptr`, `size`: the raw sample description.
   static constexpr guid property_mp4_sample_description = "E8504271-AEC0-4805-BB69-71CCA3BC02DD"_guid;
-  /// With value 0: answers how many zero bytes are wanted behind each packet. With another value: the caller has so many.
+  /// With value 0: answers how many zero bytes are wanted behind each packet. With another value: the caller has so
+  /// many.
   static constexpr guid property_input_padding = "E2C734FD-D4C2-467E-B5D3-4C13D9BD300E"_guid;
   /// What the container says of the stream, for streams that don't say so themselves.
   static constexpr guid property_sample_rate = "BC73F9FC-0107-480E-BF0E-BE58AF7AF328"_guid;
@@ -96,8 +97,9 @@ class packet_decoder : public service_base {
   /// Learns the stream's parameters from a first packet; `reset_after_seek` follows by itself.
   virtual void analyze_first_frame(const void* data, std::size_t size, abort_callback& abort) = 0;
 
-  /// Opens a decoder for the stream: the first entry that takes it and opens; those that would rather leave it to others
-  /// come last. Raises what the last of them raised as `exception_io_data`, or a bare one when no entry takes it.
+  /// Opens a decoder for the stream: the first entry that takes it and opens; those that would rather leave it to
+  /// others come last. Raises what the last of them raised as `exception_io_data`, or a bare one when no entry takes
+  /// it.
   static service_ptr_t<packet_decoder> g_open(bool decode, const guid& owner, std::uint32_t param1, const void* param2,
                                               std::size_t param2size, abort_callback& abort);
 };
@@ -112,8 +114,8 @@ class packet_decoder_entry : public service_base {
   /// Raises nothing, whatever the data.
   virtual bool is_our_setup(const guid& owner, std::uint32_t param1, const void* param2, std::size_t param2size) = 0;
   /// With `decode` false only `get_info` is asked for.
-  virtual void open(packet_decoder_ptr& result, bool decode, const guid& owner, std::uint32_t param1, const void* param2,
-                    std::size_t param2size, abort_callback& abort) = 0;
+  virtual void open(packet_decoder_ptr& result, bool decode, const guid& owner, std::uint32_t param1,
+                    const void* param2, std::size_t param2size, abort_callback& abort) = 0;
 };
 
 /// An entry that may know somebody better.

@@ -22,7 +22,8 @@ void packet_decoder_ffmpeg::get_info(file_info& info) {
   if (const auto rate = facts.sample_rate != 0 ? facts.sample_rate : container_rate_; rate != 0)
     info.info_set_int(info_field::samplerate, rate);
   if (facts.channels != 0) info.info_set_int(info_field::channels, facts.channels);
-  if (facts.bit_rate != 0) info.info_set_int(info_field::bitrate, static_cast<std::int64_t>((facts.bit_rate + 500) / 1000));
+  if (facts.bit_rate != 0)
+    info.info_set_int(info_field::bitrate, static_cast<std::int64_t>((facts.bit_rate + 500) / 1000));
   const auto bits = facts.bits_per_coded_sample != 0 ? facts.bits_per_coded_sample : facts.bits_per_raw_sample;
   if (bits != 0) info.info_set_int(info_field::bitspersample, bits);
 }

@@ -21,7 +21,8 @@ class bit_reader {
     std::uint64_t value = 0;
     const auto end = position_ + count;
     const auto last = (end + 7) / 8;
-    for (auto byte = position_ / 8; byte < last; ++byte) value = value << 8 | std::to_integer<std::uint64_t>(data_[byte]);
+    for (auto byte = position_ / 8; byte < last; ++byte)
+      value = value << 8 | std::to_integer<std::uint64_t>(data_[byte]);
     position_ = end;
     value >>= last * 8 - end;
     return static_cast<std::uint32_t>(value & ((std::uint64_t{1} << count) - 1));

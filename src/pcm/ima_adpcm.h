@@ -32,7 +32,7 @@ class ima_adpcm {
 
   std::uint32_t rate_; ///< [Hz]
   std::uint32_t channels_;
-  std::uint32_t block_size_;        ///< [bytes]
+  std::uint32_t block_size_; ///< [bytes]
   std::uint32_t samples_per_block_;
 };
 

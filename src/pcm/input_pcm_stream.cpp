@@ -58,7 +58,8 @@ pcm_stream_format parse_content_type(std::string_view type) {
     if (ascii_equal(name, "rate")) format.rate = parse_number(value);
     if (ascii_equal(name, "channels")) format.channels = parse_number(value);
   }
-  if (format.rate < audio_chunk::min_sample_rate || format.rate > audio_chunk::max_sample_rate) throw exception_io_data();
+  if (format.rate < audio_chunk::min_sample_rate || format.rate > audio_chunk::max_sample_rate)
+    throw exception_io_data();
   if (format.channels < 1 || format.channels > max_channels) throw exception_io_data();
   return format;
 }

@@ -112,9 +112,9 @@ void input_wav::remove_tags(abort_callback& abort) {
 void input_wav::decode_initialize(std::uint32_t, std::uint32_t, abort_callback& abort) {
   decoder_.reset();
   go_to_data(abort);
-  decoder_ = make_wav_decoder({file_, parser_->format(), parser_->data_offset(), parser_->data_size(),
-                               parser_->fact_samples(),
-                               [this](std::string_view text) { log(text, event_logger::error); }});
+  decoder_ =
+      make_wav_decoder({file_, parser_->format(), parser_->data_offset(), parser_->data_size(), parser_->fact_samples(),
+                        [this](std::string_view text) { log(text, event_logger::error); }});
 }
 
 /// A file that can't seek is read anew from its start: parsing it leaves it at the data.

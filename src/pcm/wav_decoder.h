@@ -1,9 +1,9 @@
 // Decoders of the data of a WAV file: one for each family of format tags, behind one small face.
 #pragma once
 
+#include "codecs/wave_format.h"
 #include "frame/audio_chunk.h"
 #include "frame/file.h"
-#include "codecs/wave_format.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,6 +1,6 @@
-// Compressed WAV files whose codec the codec manager has. A seek is exact: where packets stand for themselves it goes to
-// the right one; where frames tell their length, headers are counted from the nearest known one and decoding begins as
-// many packets early as the codec remembers; else all that stands before is decoded again.
+// Compressed WAV files whose codec the codec manager has. A seek is exact: where packets stand for themselves it goes
+// to the right one; where frames tell their length, headers are counted from the nearest known one and decoding begins
+// as many packets early as the codec remembers; else all that stands before is decoded again.
 #include "codecs/codec_manager.h"
 #include "pcm/wav_decoder.h"
 

@@ -2,9 +2,9 @@
 // What is wrong with a damaged file that can still be played is recorded as warnings.
 #pragma once
 
+#include "codecs/wave_format.h"
 #include "frame/file.h"
 #include "pcm/wave_chunks.h"
-#include "codecs/wave_format.h"
 
 #include <cstdint>
 #include <optional>

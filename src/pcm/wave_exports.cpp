@@ -1,6 +1,6 @@
 // The helpers for writers of PCM files that the module exports beside its entry point.
-#include "frame/bytes.h"
 #include "codecs/wave_format.h"
+#include "frame/bytes.h"
 
 #include <cstring>
 

@@ -27,7 +27,8 @@ class parser final : public ffmpeg_parser {
                                       reinterpret_cast<const std::uint8_t*>(data.data()),
                                       static_cast<int>(std::min(data.size(), most)), AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
     check_av(used);
-    return {static_cast<std::size_t>(used), {reinterpret_cast<const std::byte*>(packet), static_cast<std::size_t>(size)}};
+    return {static_cast<std::size_t>(used),
+            {reinterpret_cast<const std::byte*>(packet), static_cast<std::size_t>(size)}};
   }
 
  private:
@@ -60,7 +61,7 @@ class bridge final : public ffmpeg_bridge {
 
 /// The library's own messages go to nobody: what matters is raised.
 extern "C" __attribute__((visibility("default"))) ffmpeg_bridge* zelmora_ffmpeg_bridge(unsigned revision,
-                                                                                      std::int64_t strictness) {
+                                                                                       std::int64_t strictness) {
   if (revision != ffmpeg_bridge_revision) return nullptr;
   av_log_set_level(AV_LOG_QUIET);
   static bridge instance(static_cast<int>(strictness));

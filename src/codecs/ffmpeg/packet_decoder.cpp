@@ -150,8 +150,8 @@ void ffmpeg_packet_decoder::decode(std::span<const std::byte> packet, audio_chun
   if (packet.size() > max_packet) throw exception_io_data();
   const auto padded = pad(packet);
   // The library takes a plain pointer, and doesn't write there.
-  packet_->data = padded.empty() ? nullptr
-                                 : const_cast<std::uint8_t*>(reinterpret_cast<const std::uint8_t*>(padded.data()));
+  packet_->data =
+      padded.empty() ? nullptr : const_cast<std::uint8_t*>(reinterpret_cast<const std::uint8_t*>(padded.data()));
   packet_->size = static_cast<int>(padded.size());
   ffmpeg_decode_packet(state_, *context_, *packet_, chunk);
 }
