@@ -1,4 +1,4 @@
-// Packets that FFmpeg's demuxers cut from files of independent encoders, decoded: tests/data/make_packets.py.
+// Packets that FFmpeg's demuxers cut from files of independent encoders, decoded: tests/data/make_packets.sh.
 #include "codecs/packet_decoder.h"
 
 #include "codec_bytes.h"

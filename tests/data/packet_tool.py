@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """Makes tests/data/packets: packets of several codecs, cut from files of independent encoders by ffprobe.
 
-make_packets.py [OUT_DIR]        needs ffmpeg, ffprobe and sox
+packet_tool.py OUT_DIR
 
 NAME.packets is a row of records, each a little-endian size of 4 bytes and as many bytes: first the decoder's setup data, then
 the packets. expected.tsv has for each the MD5 of the little-endian 32-bit float samples that ffmpeg's own command line makes of
@@ -16,7 +16,7 @@ import subprocess
 import sys
 import tempfile
 
-OUT = sys.argv[1] if len(sys.argv) > 1 else os.path.join(os.path.dirname(os.path.abspath(__file__)), "packets")
+OUT = sys.argv[1]
 SIGNAL = "aevalsrc=0.4*sin(2*PI*440*t)+0.2*sin(2*PI*5000*t*t)|0.3*sin(2*PI*880*t):s=44100:d=0.4"
 SIGNAL_48 = SIGNAL.replace("44100", "48000")
 
@@ -57,7 +57,7 @@ def main():
             seconds = {"alac24": "d=0.2", "mp3": "d=0.8"}.get(name, "d=0.4")
             signal = SIGNAL_48 if name in ("dts", "eac3", "ac3") else SIGNAL
             if arguments is None:
-                run("sox", "-n", "-r", "8000", "-c", "1", "-t", "amr-nb", path, "synth", "0.4", "sine", "300-900")
+                run("sox", "-D", "-R", "-n", "-r", "8000", "-c", "1", "-t", "amr-nb", path, "synth", "0.4", "sine", "300-900")
             else:
                 run("ffmpeg", "-v", "error", "-y", "-f", "lavfi", "-i", signal.replace("d=0.4", seconds), "-bitexact", *arguments, path)
             stream = probe(path, "-show_streams")["streams"][0]
