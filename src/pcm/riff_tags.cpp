@@ -89,17 +89,19 @@ byte_vector find_old_id3(file& file, const riff_layout& layout, abort_callback& 
 }
 
 /// What an INFO list to come stands on: the fields of the first list, which is what readers see, and what is no field
-/// in any of them.
-std::vector<riff_info_item> find_old_info(file& file, const riff_layout& layout, abort_callback& abort) {
+/// in any of them. A list that can't be read can't be kept in another, and so is left alone.
+std::vector<riff_info_item> find_old_info(file& file, riff_layout& layout, abort_callback& abort) {
   std::vector<riff_info_item> result;
   bool is_first = true;
-  for (const auto& chunk : layout.chunks) {
+  for (auto& chunk : layout.chunks) {
     if (chunk.role != riff_role::info) continue;
     std::vector<riff_info_item> items;
     try {
       items = read_info_items(file, {chunk.payload(), chunk.size}, abort);
     } catch (const exception_io_data&) {
-      return {}; // What can't be read can't be kept, and so is not rewritten.
+      if (is_first) return {}; // Readers would not see a list behind it.
+      chunk.role = riff_role::other;
+      continue;
     }
     if (!std::exchange(is_first, false))
       std::erase_if(items, [](const auto& item) { return has_riff_info_fields(std::span(&item, 1)); });
@@ -113,7 +115,8 @@ bool has_soundcheck(const file_info& info) {
   return info.info_get(soundcheck_field::user_option) != nullptr || info.info_get(soundcheck_field::raw) != nullptr;
 }
 
-riff_edit make_edit(file& file, const riff_layout& layout, const file_info& info, abort_callback& abort) {
+/// Chunks that are to be left alone lose their role in `layout`.
+riff_edit make_edit(file& file, riff_layout& layout, const file_info& info, abort_callback& abort) {
   riff_edit edit;
   const auto old_tag = find_old_id3(file, layout, abort);
   // The free chunks of the file are all the padding that it needs.
@@ -144,8 +147,9 @@ void read_riff_tags(file& file, const riff_tag_chunks& chunks, file_info& info, 
 }
 
 void write_riff_tags(file_ptr& file, std::string_view path, const file_info& info, abort_callback& abort) {
-  const auto layout = read_riff_layout(*file, abort);
-  run_riff_edit(file, path, layout, make_edit(*file, layout, info, abort), abort);
+  auto layout = read_riff_layout(*file, abort);
+  const auto edit = make_edit(*file, layout, info, abort);
+  run_riff_edit(file, path, layout, edit, abort);
 }
 
 void remove_riff_tags(file_ptr& file, std::string_view path, abort_callback& abort) {
