@@ -235,7 +235,10 @@ void check_pictures(byte_span content, const file_info& info) {
   const auto converted = through_id3v2(info);
   expect(says_the_same(kept, info) || says_the_same(kept, converted), "writing a picture changes fields");
   if (!before) return;
-  const auto restored = read_pictures(write_set(changed, *before));
+  const auto back = write_set(changed, *before);
+  // A head that held nothing else is gone, and the tail's pictures show.
+  if (map_of(back).head != map_of(changed).head && before->empty()) return;
+  const auto restored = read_pictures(back);
   expect(restored && same_pictures(*restored, *before), "the old pictures aren't back");
 }
 
