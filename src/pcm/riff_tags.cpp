@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <span>
 #include <utility>
@@ -48,11 +49,23 @@ byte_vector read_id3_bytes(file& file, const wave_extent& chunk, abort_callback&
   return read_bytes(file, chunk.position, std::min(chunk.size, size), abort);
 }
 
+byte_vector read_info_list(file& file, const wave_extent& chunk, abort_callback& abort) {
+  if (chunk.size > max_info_list) throw exception_io_data("An INFO list is too large");
+  return read_bytes(file, chunk.position, chunk.size, abort);
+}
+
 std::vector<riff_info_item> read_info_items(file& file, const wave_extent& chunk, abort_callback& abort) {
-  if (chunk.size > max_info_list) throw exception_io_data();
-  const auto payload = read_bytes(file, chunk.position, chunk.size, abort);
+  const auto payload = read_info_list(file, chunk, abort);
   const auto file_size = file.get_size(abort);
   return parse_riff_info(payload, file_size - std::min(file_size, chunk.position + chunk.size));
+}
+
+/// What no reader looks at, sizes beyond the file's end among it.
+std::vector<riff_info_item> read_hidden_info_items(file& file, const wave_extent& chunk, abort_callback& abort) {
+  constexpr auto any_size = std::numeric_limits<std::uint32_t>::max();
+  auto items = parse_riff_info(read_info_list(file, chunk, abort), any_size);
+  std::erase_if(items, [](const auto& item) { return has_riff_info_fields(std::span(&item, 1)); });
+  return items;
 }
 
 /// Runs `read` on an empty `file_info`; false, and `info` as it was, when there is no such chunk or it is damaged.
@@ -89,21 +102,22 @@ byte_vector find_old_id3(file& file, const riff_layout& layout, abort_callback& 
 }
 
 /// What an INFO list to come stands on: the fields of the first list, which is what readers see, and what is no field
-/// in any of them.
+/// in any of them. Nothing when readers can't read the first, and so see none: such lists are left alone.
 std::vector<riff_info_item> find_old_info(file& file, const riff_layout& layout, abort_callback& abort) {
   std::vector<riff_info_item> result;
   bool is_first = true;
   for (const auto& chunk : layout.chunks) {
     if (chunk.role != riff_role::info) continue;
-    std::vector<riff_info_item> items;
-    try {
-      items = read_info_items(file, {chunk.payload(), chunk.size}, abort);
-    } catch (const exception_io_data&) {
-      return {}; // What can't be read can't be kept, and so is not rewritten.
+    const wave_extent extent{chunk.payload(), chunk.size};
+    if (!std::exchange(is_first, false)) {
+      std::ranges::move(read_hidden_info_items(file, extent, abort), std::back_inserter(result));
+      continue;
     }
-    if (!std::exchange(is_first, false))
-      std::erase_if(items, [](const auto& item) { return has_riff_info_fields(std::span(&item, 1)); });
-    std::ranges::move(items, std::back_inserter(result));
+    try {
+      result = read_info_items(file, extent, abort);
+    } catch (const exception_io_data&) {
+      return {};
+    }
   }
   return result;
 }

@@ -173,6 +173,9 @@ const write_case write_cases[]{
     {"junk_is_used", riff(chunk("JUNK", std::string(2000, 'j')) + head), "title=T", "id3 ,JUNK,fmt ,data"},
     {"damaged_info_is_left_alone", riff(head + info_list("INAM" + le32_text(99) + "A")), "title=T",
      "fmt ,data,INFO,id3 "},
+    {"damaged_info_behind_another",
+     riff(head + title_list + info_list("INAM" + le32_text(99) + "A") + chunk("cue ", "")), "title=T",
+     "fmt ,data,INFO,JUNK,cue "},
 };
 
 class riff_tags_write : public testing::TestWithParam<write_case> {};
