@@ -3,6 +3,7 @@
 #include "frame/exceptions.h"
 #include "frame/rewrite.h"
 #include "tags/ape_mapping.h"
+#include "tags/id3v2_gapless.h"
 #include "tags/id3v2_pictures.h"
 #include "tags/id3v2_tag.h"
 #include "tags/soundcheck.h"
@@ -77,6 +78,13 @@ file_edit remove_head(file& source, abort_callback& abort) {
   const auto zone = tag_processor::skip_id3v2(source, abort);
   const bool is_all = zone.size >= source.get_size_ex(abort);
   return {0, is_all ? 0 : zone.size, {}};
+}
+
+file_edit remove_head(file& source, apple_gapless gapless, abort_callback& abort) {
+  auto edit = remove_head(source, abort);
+  if (edit.end != 0 && gapless == apple_gapless::configured && id3v2_retains_apple_gapless())
+    edit.content = keep_apple_gapless(read_head(source, abort).first_tag, edit.end);
+  return edit;
 }
 
 trailing_kinds to_trailing_kinds(tag_kinds kinds) {
@@ -160,9 +168,9 @@ void tag_processor::remove_trailing(file_ptr& target, std::string_view path, abo
   apply_edits(target, path, edits, abort);
 }
 
-void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort) {
+void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort, apple_gapless gapless) {
   auto tail = remove_trailing_tags(*target, abort);
-  apply(target, path, remove_head(*target, abort), std::move(tail), abort);
+  apply(target, path, remove_head(*target, gapless, abort), std::move(tail), abort);
 }
 
 album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) {
