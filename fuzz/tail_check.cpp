@@ -33,7 +33,7 @@ file_info_impl read(std::span<const std::byte> content) {
 
 trailing_zone scan(std::span<const std::byte> content) {
   abort_callback_dummy abort;
-  return scan_trailing_tags(*service_new<memory_file>(content), lyrics3_blocks::stay, abort);
+  return scan_trailing_tags(*service_new<memory_file>(content), tail_use::replace, abort);
 }
 
 bytes apply_edit(std::span<const std::byte> content, const file_edit& edit) {

@@ -177,7 +177,7 @@ album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) 
   source.ensure_seekable();
   const auto tag = read_first_tag(source, abort);
   if (!tag.empty()) return read_id3v2_pictures(tag);
-  const auto tail = scan_trailing_tags(source, lyrics3_blocks::stay, abort);
+  const auto tail = scan_trailing_tags(source, tail_use::replace, abort);
   if (!tail.ape) throw exception_album_art_not_found();
   return read_ape_pictures(tail.ape->items);
 }
@@ -185,7 +185,7 @@ album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) 
 void tag_processor::write_pictures(file_ptr& target, std::string_view path, const album_art_set& pictures,
                                    abort_callback& abort) {
   const auto head = read_head(*target, abort);
-  auto tail = scan_trailing_tags(*target, lyrics3_blocks::stay, abort);
+  auto tail = scan_trailing_tags(*target, tail_use::replace, abort);
   if (head.zone.count == 0 && tail.ape) {
     write_ape_pictures(pictures, tail.ape->items);
     auto content = format_ape_tag(tail.ape->items);

@@ -103,11 +103,11 @@ std::vector<std::byte> read_range(file& source, std::uint64_t begin, std::uint64
 }
 
 void strip_ape(file& source, trailing_zone& zone, abort_callback& abort) {
-  const auto end = zone.begin;
-  auto begin = end;
-  ape_tag tag = read_ape_tag(source, begin, abort);
-  zone.ape_bytes = read_range(source, begin, end, abort);
-  zone.ape = std::move(tag);
+  auto begin = zone.begin;
+  skip_ape_tag(source, begin, abort);
+  if (zone.begin - begin > max_ape_tag_size) throw exception_io_data();
+  zone.ape_bytes = read_range(source, begin, zone.begin, abort);
+  zone.ape = parse_ape_tag(zone.ape_bytes);
   zone.begin = begin;
 }
 
@@ -121,18 +121,33 @@ void strip_id3v1(file& source, trailing_zone& zone, abort_callback& abort) {
   zone.begin = begin;
 }
 
+/// One pass over the blocks that are to be kept in mind.
+void strip_for_replacing(file& source, trailing_zone& zone, abort_callback& abort) {
+  if (!zone.ape) found([&] { strip_ape(source, zone, abort); });
+  found([&] { strip_id3v1(source, zone, abort); });
+}
+
+/// One pass over all blocks. Their size doesn't matter.
+void strip_for_removing(file& source, std::uint64_t& begin, bool& has_ape, abort_callback& abort) {
+  has_ape = has_ape || found([&] { skip_ape_tag(source, begin, abort); });
+  found([&] { read_lyrics3(source, begin, nullptr, abort); });
+  found([&] { skip_id3v1(source, begin, abort); });
+}
+
 } // namespace
 
-trailing_zone scan_trailing_tags(file& source, lyrics3_blocks lyrics3, abort_callback& abort) {
+trailing_zone scan_trailing_tags(file& source, tail_use use, abort_callback& abort) {
   source.ensure_seekable();
   trailing_zone zone;
   zone.begin = zone.end = source.get_size_ex(abort);
+  bool has_ape = false;
   for (bool moved = true; moved;) {
     abort.check();
     const auto before = zone.begin;
-    if (!zone.ape) found([&] { strip_ape(source, zone, abort); });
-    if (lyrics3 == lyrics3_blocks::belong) found([&] { read_lyrics3(source, zone.begin, nullptr, abort); });
-    found([&] { strip_id3v1(source, zone, abort); });
+    if (use == tail_use::replace)
+      strip_for_replacing(source, zone, abort);
+    else
+      strip_for_removing(source, zone.begin, has_ape, abort);
     moved = zone.begin != before;
   }
   return zone;
@@ -184,12 +199,12 @@ std::vector<std::byte> make_trailing_tags(const trailing_zone& old, const file_i
 
 file_edit write_trailing_tags(file& source, const file_info& info, trailing_kinds kinds, abort_callback& abort) {
   if (kinds == trailing_kinds::none) return remove_trailing_tags(source, abort);
-  const auto old = scan_trailing_tags(source, lyrics3_blocks::stay, abort);
+  const auto old = scan_trailing_tags(source, tail_use::replace, abort);
   return {old.begin, old.end, make_trailing_tags(old, info, kinds)};
 }
 
 file_edit remove_trailing_tags(file& source, abort_callback& abort) {
-  const auto old = scan_trailing_tags(source, lyrics3_blocks::belong, abort);
+  const auto old = scan_trailing_tags(source, tail_use::remove, abort);
   return {old.begin, old.end, {}};
 }
 
