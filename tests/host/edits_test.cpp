@@ -231,6 +231,22 @@ TEST_F(EditsOf, BytesThatStayAreNotWritten) {
   EXPECT_EQ(read_bytes(path), changed);
 }
 
+// The old bytes are in memory as long as a failure may ask for them.
+TEST_F(EditsOf, ATailTooLargeToKeepInMemoryIsCutByARewrite) {
+  const auto path = scratch / "tag";
+  for (const auto& [length, is_rewritten] :
+       {std::pair(tail_in_memory_limit, false), std::pair(tail_in_memory_limit + 1, true)}) {
+    test::write_bytes(path, "audio");
+    std::filesystem::resize_file(path, 5 + length);
+    auto target = open(path, open_mode::write_existing);
+    const file_edit edit{5, 5 + length, {}};
+    const syscall_watch watch({});
+    apply_edits(target, path, {&edit, 1}, abort);
+    EXPECT_EQ(watch.count("rename") == 1, is_rewritten) << length;
+    EXPECT_EQ(read_bytes(path), "audio");
+  }
+}
+
 TEST_F(EditsOf, RangesOutsideOrOutOfOrderAreRefused) {
   const auto path = scratch / "tag";
   test::write_bytes(path, "0123456789");
