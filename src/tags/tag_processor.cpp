@@ -187,7 +187,7 @@ void tag_processor::write_pictures(file_ptr& target, std::string_view path, cons
   const auto head = read_head(*target, abort);
   auto tail = scan_trailing_tags(*target, tail_use::replace, abort);
   if (head.zone.count == 0 && tail.ape) {
-    write_ape_pictures(pictures, tail.ape->items);
+    if (!write_ape_pictures(pictures, tail.ape->items)) return;
     auto content = format_ape_tag(tail.ape->items);
     if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
     const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};

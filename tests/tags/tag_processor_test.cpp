@@ -197,6 +197,31 @@ TEST_F(TagProcessor, PicturesGoWhereTheTagsAre) {
   EXPECT_THROW(tag_processor::read_pictures(*make_file(audio + id3v1), abort), exception_album_art_not_found);
 }
 
+TEST_F(TagProcessor, PicturesThatAreThereAreNotWritten) {
+  // As others write them: a name of their own before the picture, a second one of its kind, no header.
+  const auto cover = ape_item_bytes("Cover Art (Front)", std::string_view("cover.jpg\0picture", 17), 2);
+  const auto items = cover + ape_item_bytes("Title", "t") + cover;
+  const auto foreign = items + ape_edge(items.size() + 32, 3, 0);
+  const auto broken = ape_bytes(ape_item_bytes("Cover Art (Front)", "no name", 2), 1);
+  struct picture_case {
+    bytes tail;
+    album_art_set pictures;
+    bool is_written;
+  };
+  const auto picture = make_album_art(to_bytes("picture"));
+  for (const auto& tested : {picture_case{foreign, {{album_art_id::cover_front, picture}}, false},
+                             picture_case{foreign, {{album_art_id::cover_back, picture}}, true},
+                             picture_case{foreign, {}, true},
+                             picture_case{foreign, {{album_art_id::icon, picture}}, true},
+                             picture_case{ape, {}, false},
+                             picture_case{broken, {}, true}}) {
+    const auto count = std::make_shared<operation_count>();
+    auto target = make_faulty_file(make_file(audio + tested.tail + id3v1), {}, count);
+    tag_processor::write_pictures(target, {}, tested.pictures, abort);
+    EXPECT_EQ(count->writes != 0, tested.is_written);
+  }
+}
+
 // --- which kinds
 // -------------------------------------------------------------------------------------------------------
 
