@@ -161,6 +161,7 @@ TEST_P(Edits, AbortAtEachCallLeavesTheOldBytes) {
       }();
       target.release();
       expect_old_unless(failure.empty(), std::to_string(n) + ": " + failure);
+      EXPECT_EQ(read_bytes(path) == new_bytes(), failure.empty() || new_bytes() == old_bytes) << n << " is told";
     }
   }
 }
