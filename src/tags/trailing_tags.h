@@ -34,8 +34,8 @@ enum class tail_use {
 
 /// What a tail consists of.
 struct trailing_zone {
-  std::uint64_t begin = 0;    ///< [bytes]; `end` when there is none
-  std::uint64_t end = 0;      ///< of the stream
+  std::uint64_t begin = 0; ///< [bytes]; `end` when there is none
+  std::uint64_t end = 0;   ///< of the stream
   // With `tail_use::replace`:
   std::optional<ape_tag> ape; ///< the last one
   std::vector<std::byte> ape_bytes;

@@ -209,12 +209,11 @@ TEST_F(TagProcessor, PicturesThatAreThereAreNotWritten) {
     bool is_written;
   };
   const auto picture = make_album_art(to_bytes("picture"));
-  for (const auto& tested : {picture_case{foreign, {{album_art_id::cover_front, picture}}, false},
-                             picture_case{foreign, {{album_art_id::cover_back, picture}}, true},
-                             picture_case{foreign, {}, true},
-                             picture_case{foreign, {{album_art_id::icon, picture}}, true},
-                             picture_case{ape, {}, false},
-                             picture_case{broken, {}, true}}) {
+  for (const auto& tested :
+       {picture_case{foreign, {{album_art_id::cover_front, picture}}, false},
+        picture_case{foreign, {{album_art_id::cover_back, picture}}, true}, picture_case{foreign, {}, true},
+        picture_case{foreign, {{album_art_id::icon, picture}}, true}, picture_case{ape, {}, false},
+        picture_case{broken, {}, true}}) {
     const auto count = std::make_shared<operation_count>();
     auto target = make_faulty_file(make_file(audio + tested.tail + id3v1), {}, count);
     tag_processor::write_pictures(target, {}, tested.pictures, abort);
