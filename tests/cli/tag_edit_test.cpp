@@ -228,6 +228,9 @@ TEST_F(TagVerb, NothingIsTouchedWhenAValueIsNone) {
     EXPECT_NE(result.status, exit_status::done) << value;
     EXPECT_NE(result.err, "") << value;
   }
+  std::filesystem::resize_file(scratch / "latin", 16'777'217);
+  const auto large = tag({"set", "title=@" + (scratch / "latin"), "note://a"});
+  EXPECT_TRUE(large.err.ends_with("/latin: The file is longer than 16777216 bytes")) << large.err;
   EXPECT_NE(tag({"add", "artist=", "note://a"}).status, exit_status::done);
   EXPECT_EQ(file.opened_for_writing, 0);
 }
