@@ -197,9 +197,10 @@ void tag_processor::write_pictures(file_ptr& target, std::string_view path, cons
   apply_edits(target, path, edits, abort);
 }
 
-tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info) {
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const id3v2_zone& head, const file_info& info) {
   const auto* const type = current.info_get(info_field::tagtype);
-  const auto found = parse_tag_type(type == nullptr ? std::string_view() : *type);
+  auto found = parse_tag_type(type == nullptr ? std::string_view() : *type);
+  found.id3v2 = found.id3v2 || head.count != 0;
   auto kinds = tag_kinds::none;
   if (found.ape || found.id3v2) {
     if (found.ape) kinds = kinds | tag_kinds::ape;

@@ -77,8 +77,9 @@ class id3v2_tag_service : public service_base {
   virtual void remove(zelmora_io::file& target, abort_callback& abort) = 0;
 };
 
-/// The kinds with which an MP3 file whose tags read as `current` is to say `info`: those it has; for a file without,
-/// the configured scheme.
-tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info);
+/// The kinds with which an MP3 file whose tags read as `current`, behind a head of `head`, is to say `info`: those it
+/// has; for a file without, the configured scheme. An ID3v2 tag that says nothing for `current`, of pictures alone say,
+/// is there as well.
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const id3v2_zone& head, const file_info& info);
 
 } // namespace zelmora

@@ -224,6 +224,21 @@ TEST_F(TagProcessor, PicturesThatAreThereAreNotWritten) {
 // --- which kinds
 // -------------------------------------------------------------------------------------------------------
 
+// Pictures alone give no "tagtype", and would go with the tag.
+TEST_F(TagProcessor, ATitleDoesNotCostThePictures) {
+  file_ptr target = make_file(audio + id3v1);
+  const album_art_set pictures{{album_art_id::cover_front, make_album_art(to_bytes("picture"))}};
+  tag_processor::write_pictures(target, {}, pictures, abort);
+  auto info = read(*target);
+  EXPECT_EQ(*info.info_get("tagtype"), "id3v1");
+  const auto head = tag_processor::skip_id3v2(*target, abort);
+  const auto current = info;
+  info.meta_set("title", "short");
+  tag_processor::write(target, {}, info, choose_mp3_tag_kinds(current, head, info), abort);
+  EXPECT_EQ(*read(*target).info_get("tagtype"), "id3v2.3|id3v1");
+  EXPECT_EQ(tag_processor::read_pictures(*target, abort).size(), 1u);
+}
+
 TEST(Mp3TagKinds, follow_what_is_there) {
   struct kinds_case {
     std::string_view found;
@@ -238,9 +253,9 @@ TEST(Mp3TagKinds, follow_what_is_there) {
     if (!tested.found.empty()) current.info_set("tagtype", tested.found);
     file_info_impl info;
     info.meta_set("title", tested.is_simple ? "short" : "longer than the thirty bytes that there are");
-    EXPECT_EQ(choose_mp3_tag_kinds(current, info), tested.wanted) << tested.found;
+    EXPECT_EQ(choose_mp3_tag_kinds(current, {}, info), tested.wanted) << tested.found;
     info.info_set("iTunNORM", "x");
-    EXPECT_TRUE(has_kind(choose_mp3_tag_kinds(current, info), tag_kinds::id3v2)) << tested.found;
+    EXPECT_TRUE(has_kind(choose_mp3_tag_kinds(current, {}, info), tag_kinds::id3v2)) << tested.found;
   }
 }
 

@@ -127,8 +127,8 @@ TEST_F(TagSettings, TheSchemeIsForFilesWithoutTags) {
        {std::pair("tagging.mp3.id3v2", id3v2), std::pair("tagging.mp3.ape+id3v1", ape | id3v1),
         std::pair("tagging.mp3.ape", ape), std::pair("tagging.mp3.id3v2+id3v1", id3v2 | id3v1)}) {
     set(key, "yes");
-    EXPECT_EQ(choose_mp3_tag_kinds(untagged, untagged), wanted) << key;
-    EXPECT_EQ(choose_mp3_tag_kinds(tagged, untagged), ape | id3v1) << key;
+    EXPECT_EQ(choose_mp3_tag_kinds(untagged, {}, untagged), wanted) << key;
+    EXPECT_EQ(choose_mp3_tag_kinds(tagged, {}, untagged), ape | id3v1) << key;
   }
 }
 
