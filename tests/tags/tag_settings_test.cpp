@@ -9,6 +9,8 @@
 #include "tags/tag_processor.h"
 #include "tail_bytes.h"
 
+#include <algorithm>
+
 namespace zelmora::test {
 namespace {
 
@@ -46,7 +48,7 @@ class TagSettings : public HostTest {
 
 bool holds(const bytes& tag, std::string_view wanted) {
   const auto found = as_byte_span(wanted);
-  return !std::ranges::search(tag, found).empty();
+  return std::search(tag.begin(), tag.end(), found.begin(), found.end()) != tag.end();
 }
 
 struct writing_case {
