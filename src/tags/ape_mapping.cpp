@@ -60,11 +60,11 @@ void set_if_any(file_info& info, std::string_view field, std::string_view value)
   if (!value.empty()) info.meta_set(field, repair_utf8(value));
 }
 
-/// True when `item` is a number or a total, which has been taken then.
+/// True when `item` is a number or a total, which has been taken then: one value, the first.
 bool read_number(const ape_item& item, file_info& info) {
+  const auto value = std::string_view(item.value).substr(0, item.value.find(between_values));
   for (const auto& pair : number_pairs) {
     if (ascii_equal(item.key, pair.key)) {
-      const auto value = std::string_view(item.value);
       const auto slash = std::min(value.find('/'), value.size());
       set_if_any(info, pair.number, value.substr(0, slash));
       set_if_any(info, pair.total, value.substr(std::min(slash + 1, value.size())));
@@ -72,7 +72,7 @@ bool read_number(const ape_item& item, file_info& info) {
     }
     for (const auto field : {pair.number, pair.total}) {
       if (!ascii_equal(item.key, field)) continue;
-      set_if_any(info, field, item.value);
+      set_if_any(info, field, value);
       return true;
     }
   }

@@ -46,9 +46,12 @@ struct tag {
   unsigned version = 0; ///< 2, 3 or 4
 };
 
+enum class damaged_frames { raise, leave_out };
+
 /// The tag that `data` begins with. Version 2.2 names become those of 2.3. Raises `parseError` when the structure is
-/// damaged anywhere.
-tag parse(std::span<const std::byte> data, const frame_filter& wanted = nullptr);
+/// damaged anywhere, and by default for a wanted frame whose payload is.
+tag parse(std::span<const std::byte> data, const frame_filter& wanted = nullptr,
+          damaged_frames damaged = damaged_frames::raise);
 
 /// `source` as bytes. Where it fits into `old_size` with no more than `padding_limit` to spare it has exactly that
 /// size; otherwise it gets up to 2048 bytes of padding within that limit. Raises `writeError` for versions other than 3

@@ -119,7 +119,11 @@ std::vector<std::byte> write_id3v2_pictures(std::span<const std::byte> old_tag, 
   if (made.version != 0 && made.version != version) {
     // Another version has other frames for the same fields: those come first.
     file_info_impl info;
-    read_id3v2(old_tag, info);
+    try {
+      read_id3v2(old_tag, info);
+    } catch (const zelmora_io::exception_io_data&) {
+      // It says nothing.
+    }
     const auto base = write_id3v2(old_tag, old_size, info, options);
     if (!base.empty()) return write_id3v2_pictures(base, old_size, pictures, options);
   }

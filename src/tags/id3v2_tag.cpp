@@ -20,8 +20,6 @@ id3v2_context configured_context(unsigned version) {
   return {version, id3parser::strictness::lenient, id3v2_maps_tpe2_to_album_artist()};
 }
 
-bool has_a_row(std::uint32_t id) { return find_id3v2_row(id) != nullptr; }
-
 /// All that a tag says, the album artist of a compilation included.
 field_map read_all_fields(const tag& source) {
   auto fields = read_frame_fields(source.frames, configured_context(source.version));
@@ -45,13 +43,19 @@ std::string_view without_alias(std::string_view name) {
   return found == field_aliases.end() ? name : found->field;
 }
 
+/// A zero byte, which ends a string in a frame, parts two values.
+void add_values(field_map& out, std::string_view field, std::string_view text) {
+  while (!text.empty()) {
+    const auto value = text.substr(0, text.find('\0'));
+    text.remove_prefix(std::min(value.size() + 1, text.size()));
+    if (!value.empty()) out[std::string(field)].emplace_back(value);
+  }
+}
+
 void add_meta_fields(field_map& out, const file_info& info) {
   for (std::size_t i = 0; i < info.meta_get_count(); ++i) {
     const auto name = without_alias(info.meta_enum_name(i));
-    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) {
-      const auto& value = info.meta_enum_value(i, n);
-      if (!value.empty()) out[std::string(name)].push_back(value);
-    }
+    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) add_values(out, name, info.meta_enum_value(i, n));
   }
 }
 
@@ -124,7 +128,7 @@ std::uint64_t id3v2_tag_size(std::span<const std::byte> header) {
 }
 
 void read_id3v2(std::span<const std::byte> data, file_info& info) {
-  const auto source = parse_id3v2(data, has_a_row);
+  const auto source = parse_id3v2(data, is_field_frame);
   auto gains = info.get_replaygain();
   for (const auto& [name, values] : read_all_fields(source)) {
     if (set_replaygain_field(gains, name, values.front()) || !file_info::is_valid_field_name(name)) continue;

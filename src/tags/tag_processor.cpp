@@ -21,12 +21,6 @@ using namespace zelmora_io;
 
 namespace {
 
-/// The tags at the head, and the bytes of the first as far as they are there.
-struct id3v2_head {
-  id3v2_zone zone;
-  std::vector<std::byte> first_tag;
-};
-
 /// The size of the ID3v2 tag at the stream's position; 0 when there is none, and then the stream is back there.
 std::uint64_t find_tag(file& source, abort_callback& abort) {
   const auto begin = source.get_position(abort);
@@ -56,36 +50,41 @@ std::vector<std::byte> read_first_tag(file& source, abort_callback& abort) {
   return tag;
 }
 
-id3v2_head read_head(file& source, abort_callback& abort) {
-  source.ensure_seekable();
-  id3v2_head result;
-  result.zone = tag_processor::skip_id3v2(source, abort);
+/// The same; one that goes past the end counts as absent.
+std::vector<std::byte> read_first_tag_if_whole(file& source, abort_callback& abort) {
   try {
-    result.first_tag = read_first_tag(source, abort);
+    return read_first_tag(source, abort);
   } catch (const exception_io_data&) {
-    // It is replaced without being read.
+    return {};
   }
-  return result;
 }
 
-file_edit write_head(file& source, const file_info& info, abort_callback& abort) {
-  const auto head = read_head(source, abort);
-  return {0, head.zone.size, write_id3v2(head.first_tag, head.zone.size, info)};
+/// What is the last tag's and what is audio can't be told where that tag goes past the end.
+void refuse_cut_head(const id3v2_zone& zone) {
+  if (zone.is_cut) throw exception_io_data("Can't write tags: the ID3v2 tag goes past the end of the file");
 }
 
-/// A stream that is nothing but tags keeps them: what would be left is no file of any kind.
-file_edit remove_head(file& source, abort_callback& abort) {
-  const auto zone = tag_processor::skip_id3v2(source, abort);
-  const bool is_all = zone.size >= source.get_size_ex(abort);
-  return {0, is_all ? 0 : zone.size, {}};
+file_edit write_head(file& source, const id3v2_zone& zone, const file_info& info, abort_callback& abort) {
+  refuse_cut_head(zone);
+  return {0, zone.size, write_id3v2(read_first_tag_if_whole(source, abort), zone.size, info)};
 }
 
-file_edit remove_head(file& source, apple_gapless gapless, abort_callback& abort) {
-  auto edit = remove_head(source, abort);
+/// `size` is what the stream will have with the head. One that is nothing but its head keeps it: what would be left is
+/// no file of any kind.
+file_edit remove_head(const id3v2_zone& zone, std::uint64_t size) { return {0, zone.size >= size ? 0 : zone.size, {}}; }
+
+file_edit remove_head(file& source, const id3v2_zone& zone, std::uint64_t size, apple_gapless gapless,
+                      abort_callback& abort) {
+  auto edit = remove_head(zone, size);
   if (edit.end != 0 && gapless == apple_gapless::configured && id3v2_retains_apple_gapless())
-    edit.content = keep_apple_gapless(read_head(source, abort).first_tag, edit.end);
+    edit.content = keep_apple_gapless(read_first_tag_if_whole(source, abort), edit.end);
   return edit;
 }
+
+/// Where a tail may begin: what stands in the head is the head's. But one that goes past the end has no word in that.
+std::uint64_t tail_floor(const id3v2_zone& zone) { return zone.is_cut ? 0 : zone.size; }
+
+std::uint64_t size_after(const file_edit& tail) { return tail.begin + tail.content.size(); }
 
 trailing_kinds to_trailing_kinds(tag_kinds kinds) {
   const bool ape = has_kind(kinds, tag_kinds::ape);
@@ -94,10 +93,8 @@ trailing_kinds to_trailing_kinds(tag_kinds kinds) {
   return ape ? trailing_kinds::ape : id3v1 ? trailing_kinds::id3v1 : trailing_kinds::none;
 }
 
-/// Head and tail in one go. A tail that begins within the head, as in a file of tags alone, can't be told from it: the
-/// head has it.
+/// Head and tail in one go.
 void apply(file_ptr& target, std::string_view path, file_edit head, file_edit tail, abort_callback& abort) {
-  if (tail.begin < head.end) tail.begin = std::min(head.end, tail.end);
   const std::array edits{std::move(head), std::move(tail)};
   apply_edits(target, path, edits, abort);
 }
@@ -113,7 +110,8 @@ id3v2_zone tag_processor::skip_id3v2(file& source, abort_callback& abort) {
     if (size == 0) return zone;
     // A tag that goes past the end takes all there is.
     const auto length = source.get_size(abort);
-    zone.size = length == file::unknown_size ? zone.size + size : std::min(zone.size + size, length);
+    zone.is_cut = length != file::unknown_size && size > length - zone.size;
+    zone.size = zone.is_cut ? length : zone.size + size;
     ++zone.count;
     source.seek(zone.size, abort);
   }
@@ -130,9 +128,10 @@ std::uint64_t tag_processor::read_trailing(file& source, file_info& info, abort_
 }
 
 void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
+  const auto first_tag = read_first_tag_if_whole(source, abort);
   file_info_impl head;
   try {
-    read_id3v2(source, head, abort);
+    if (!first_tag.empty()) zelmora::read_id3v2(first_tag, head);
   } catch (const exception_io_data&) {
     head = file_info_impl();
   }
@@ -142,7 +141,7 @@ void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
   file_info_impl tail;
   bool has_tail = true;
   try {
-    read_trailing(source, tail, abort);
+    read_trailing_tags(source, tail, abort, first_tag.size());
   } catch (const exception_io_data&) {
     has_tail = false;
   }
@@ -153,24 +152,30 @@ void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
 
 void tag_processor::write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
                           abort_callback& abort) {
-  auto tail = write_trailing_tags(*target, info, to_trailing_kinds(kinds), abort);
-  auto head = has_kind(kinds, tag_kinds::id3v2) ? write_head(*target, info, abort) : remove_head(*target, abort);
+  const auto zone = skip_id3v2(*target, abort);
+  refuse_cut_head(zone);
+  auto tail = write_trailing_tags(*target, info, to_trailing_kinds(kinds), abort, zone.size);
+  auto head =
+      has_kind(kinds, tag_kinds::id3v2) ? write_head(*target, zone, info, abort) : remove_head(zone, size_after(tail));
   apply(target, path, std::move(head), std::move(tail), abort);
 }
 
 void tag_processor::remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort) {
-  const std::array edits{remove_head(*target, abort)};
+  const std::array edits{remove_head(skip_id3v2(*target, abort), target->get_size_ex(abort))};
   apply_edits(target, path, edits, abort);
 }
 
 void tag_processor::remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort) {
-  const std::array edits{remove_trailing_tags(*target, abort)};
+  const auto zone = skip_id3v2(*target, abort);
+  const std::array edits{remove_trailing_tags(*target, abort, tail_floor(zone))};
   apply_edits(target, path, edits, abort);
 }
 
 void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort, apple_gapless gapless) {
-  auto tail = remove_trailing_tags(*target, abort);
-  apply(target, path, remove_head(*target, gapless, abort), std::move(tail), abort);
+  const auto zone = skip_id3v2(*target, abort);
+  auto tail = remove_trailing_tags(*target, abort, tail_floor(zone));
+  auto head = remove_head(*target, zone, size_after(tail), gapless, abort);
+  apply(target, path, std::move(head), std::move(tail), abort);
 }
 
 album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) {
@@ -184,16 +189,18 @@ album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) 
 
 void tag_processor::write_pictures(file_ptr& target, std::string_view path, const album_art_set& pictures,
                                    abort_callback& abort) {
-  const auto head = read_head(*target, abort);
-  auto tail = scan_trailing_tags(*target, tail_use::replace, abort);
-  if (head.zone.count == 0 && tail.ape) {
+  const auto head = skip_id3v2(*target, abort);
+  refuse_cut_head(head);
+  auto tail = scan_trailing_tags(*target, tail_use::replace, abort, head.size);
+  if (head.count == 0 && tail.ape) {
     if (!write_ape_pictures(pictures, tail.ape->items)) return;
     auto content = format_ape_tag(tail.ape->items);
     if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
     const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};
     return apply_edits(target, path, edits, abort);
   }
-  const std::array edits{file_edit{0, head.zone.size, write_id3v2_pictures(head.first_tag, head.zone.size, pictures)}};
+  const auto old_tag = read_first_tag_if_whole(*target, abort);
+  const std::array edits{file_edit{0, head.size, write_id3v2_pictures(old_tag, head.size, pictures)}};
   apply_edits(target, path, edits, abort);
 }
 
@@ -236,7 +243,8 @@ class id3v2_tag_service_impl : public id3v2_tag_service {
   }
   void write(file& target, const file_info& info, abort_callback& abort) override {
     file_ptr object(&target);
-    const std::array edits{write_head(target, info, abort)};
+    const auto zone = tag_processor::skip_id3v2(target, abort);
+    const std::array edits{write_head(target, zone, info, abort)};
     apply_edits(object, {}, edits, abort);
   }
   void remove(file& target, abort_callback& abort) override {

@@ -30,6 +30,7 @@ enum class apple_gapless {
 struct id3v2_zone {
   std::uint64_t size = 0; ///< [bytes]
   std::size_t count = 0;  ///< only the first is ever parsed
+  bool is_cut = false;    ///< the last claims more than there is, and `size` is all there is
 };
 
 /// Every operation raises what the stream raises, `exception_aborted` included. A damaged tag counts as absent.
@@ -47,7 +48,8 @@ class tag_processor {
 
   /// Makes `kinds` the tags of `target`, all of them saying `info`. The object at `path` holds the old bytes or the new
   /// at every moment; `target` is open on it afterwards. With no path, or one that can't be replaced, the bytes are
-  /// moved within `target`. Nothing is written when nothing changes.
+  /// moved within `target`. Nothing is written when nothing changes. A head that goes past the end raises
+  /// `exception_io_data`: what it claims may be audio.
   static void write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
                     abort_callback& abort);
   static void remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort);

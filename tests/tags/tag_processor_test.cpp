@@ -170,9 +170,43 @@ INSTANTIATE_TEST_SUITE_P(
     case_name);
 
 TEST_F(TagProcessor, AFileOfTagsAloneKeepsItsHead) {
-  file_ptr target = make_file(id3v2);
+  for (const auto& content : {id3v2, id3v2 + id3v1}) {
+    const auto object = make_file(content);
+    file_ptr target(object.get());
+    tag_processor::remove_all(target, {}, abort);
+    EXPECT_EQ(object->content(), id3v2);
+    tag_processor::write(target, {}, read(*object), tag_kinds::ape, abort);
+    EXPECT_EQ(*read(*object).info_get("tagtype"), "apev2") << "unless there is another tag";
+  }
+}
+
+// An APE footer whose tag would begin in the head is noise, however large the head gets.
+TEST_F(TagProcessor, WhatStandsInTheHeadIsNotTheTails) {
+  const auto noise = ape_edge(audio.size() + 100, 1, ape_footer_flags);
+  const auto object = make_file(audio + noise);
+  file_ptr target(object.get());
+  file_info_impl info;
+  info.meta_set("title", "t");
+  tag_processor::write(target, {}, info, tag_kinds::id3v2, abort);
+  EXPECT_EQ(*read(*object).info_get("tagtype"), "id3v2.3");
   tag_processor::remove_all(target, {}, abort);
-  EXPECT_EQ(target->get_size(abort), id3v2.size());
+  EXPECT_EQ(object->content(), audio + noise);
+}
+
+// What such a head claims may be audio, for all that is known.
+TEST_F(TagProcessor, AHeadThatGoesPastTheEndIsNotWrittenOver) {
+  auto content = id3v2 + audio + id3v1;
+  content[7] = std::byte(1); // 16 KiB more
+  const auto object = make_file(content);
+  file_ptr target(object.get());
+  EXPECT_TRUE(tag_processor::skip_id3v2(*object, abort).is_cut);
+  const auto info = read(*object);
+  EXPECT_EQ(*info.meta_get("title"), "of id3v1");
+  EXPECT_THROW(tag_processor::write(target, {}, info, tag_kinds::id3v1, abort), zelmora_io::exception_io_data);
+  EXPECT_THROW(tag_processor::write_pictures(target, {}, {}, abort), zelmora_io::exception_io_data);
+  EXPECT_EQ(object->content(), content);
+  tag_processor::remove_all(target, {}, abort);
+  EXPECT_EQ(object->content(), bytes(content.begin(), content.end() - std::ssize(id3v1)));
 }
 
 TEST_F(TagProcessor, PicturesGoWhereTheTagsAre) {
