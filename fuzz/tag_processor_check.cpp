@@ -43,9 +43,9 @@ struct file_map {
 };
 
 /// What the tail consists of that stands behind `floor`.
-trailing_zone find_tail(byte_span content, std::size_t floor, lyrics3_blocks lyrics3 = lyrics3_blocks::stay) {
+trailing_zone find_tail(byte_span content, std::size_t floor, tail_use use = tail_use::replace) {
   abort_callback_dummy abort;
-  return scan_trailing_tags(*service_new<memory_file>(content.subspan(floor)), lyrics3, abort);
+  return scan_trailing_tags(*service_new<memory_file>(content.subspan(floor)), use, abort);
 }
 
 file_map map_of(byte_span content) {
@@ -56,7 +56,7 @@ file_map map_of(byte_span content) {
   }
   const auto floor = map.head_is_cut ? 0 : map.head;
   map.tail = floor + static_cast<std::size_t>(find_tail(content, floor).begin);
-  map.tail_with_lyrics3 = floor + static_cast<std::size_t>(find_tail(content, floor, lyrics3_blocks::belong).begin);
+  map.tail_with_lyrics3 = floor + static_cast<std::size_t>(find_tail(content, floor, tail_use::remove).begin);
   return map;
 }
 

@@ -31,7 +31,7 @@ file_info_impl read(std::span<const std::byte> content) {
 
 trailing_zone scan(std::span<const std::byte> content) {
   abort_callback_dummy abort;
-  return scan_trailing_tags(*service_new<memory_file>(content), lyrics3_blocks::stay, abort);
+  return scan_trailing_tags(*service_new<memory_file>(content), tail_use::replace, abort);
 }
 
 bytes apply_edit(std::span<const std::byte> content, const file_edit& edit) {
@@ -105,8 +105,8 @@ std::string check_items(std::span<const std::byte> data, std::uint32_t version) 
   if (again.items != tag.items) return "items don't come back";
   file_info_impl info;
   read_ape_fields(tag, info);
-  auto items = tag.items;
-  const auto pictures = read_ape_pictures(items);
+  const auto pictures = read_ape_pictures(tag.items);
+  std::vector<ape_item> items;
   write_ape_pictures(pictures, items);
   return same_pictures(read_ape_pictures(items), pictures) ? "" : "pictures don't come back";
 }

@@ -3,6 +3,7 @@
 #include "frame/exceptions.h"
 #include "frame/rewrite.h"
 #include "tags/ape_mapping.h"
+#include "tags/id3v2_gapless.h"
 #include "tags/id3v2_pictures.h"
 #include "tags/id3v2_tag.h"
 #include "tags/soundcheck.h"
@@ -71,6 +72,14 @@ file_edit write_head(file& source, const id3v2_zone& zone, const file_info& info
 /// `size` is what the stream will have with the head. One that is nothing but its head keeps it: what would be left is
 /// no file of any kind.
 file_edit remove_head(const id3v2_zone& zone, std::uint64_t size) { return {0, zone.size >= size ? 0 : zone.size, {}}; }
+
+file_edit remove_head(file& source, const id3v2_zone& zone, std::uint64_t size, apple_gapless gapless,
+                      abort_callback& abort) {
+  auto edit = remove_head(zone, size);
+  if (edit.end != 0 && gapless == apple_gapless::configured && id3v2_retains_apple_gapless())
+    edit.content = keep_apple_gapless(read_first_tag_if_whole(source, abort), edit.end);
+  return edit;
+}
 
 /// Where a tail may begin: what stands in the head is the head's. But one that goes past the end has no word in that.
 std::uint64_t tail_floor(const id3v2_zone& zone) { return zone.is_cut ? 0 : zone.size; }
@@ -162,10 +171,10 @@ void tag_processor::remove_trailing(file_ptr& target, std::string_view path, abo
   apply_edits(target, path, edits, abort);
 }
 
-void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort) {
+void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort, apple_gapless gapless) {
   const auto zone = skip_id3v2(*target, abort);
   auto tail = remove_trailing_tags(*target, abort, tail_floor(zone));
-  auto head = remove_head(zone, size_after(tail));
+  auto head = remove_head(*target, zone, size_after(tail), gapless, abort);
   apply(target, path, std::move(head), std::move(tail), abort);
 }
 
@@ -173,7 +182,7 @@ album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) 
   source.ensure_seekable();
   const auto tag = read_first_tag(source, abort);
   if (!tag.empty()) return read_id3v2_pictures(tag);
-  const auto tail = scan_trailing_tags(source, lyrics3_blocks::stay, abort);
+  const auto tail = scan_trailing_tags(source, tail_use::replace, abort);
   if (!tail.ape) throw exception_album_art_not_found();
   return read_ape_pictures(tail.ape->items);
 }
@@ -182,9 +191,9 @@ void tag_processor::write_pictures(file_ptr& target, std::string_view path, cons
                                    abort_callback& abort) {
   const auto head = skip_id3v2(*target, abort);
   refuse_cut_head(head);
-  auto tail = scan_trailing_tags(*target, lyrics3_blocks::stay, abort, head.size);
+  auto tail = scan_trailing_tags(*target, tail_use::replace, abort, head.size);
   if (head.count == 0 && tail.ape) {
-    write_ape_pictures(pictures, tail.ape->items);
+    if (!write_ape_pictures(pictures, tail.ape->items)) return;
     auto content = format_ape_tag(tail.ape->items);
     if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
     const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};
@@ -195,9 +204,10 @@ void tag_processor::write_pictures(file_ptr& target, std::string_view path, cons
   apply_edits(target, path, edits, abort);
 }
 
-tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info) {
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const id3v2_zone& head, const file_info& info) {
   const auto* const type = current.info_get(info_field::tagtype);
-  const auto found = parse_tag_type(type == nullptr ? std::string_view() : *type);
+  auto found = parse_tag_type(type == nullptr ? std::string_view() : *type);
+  found.id3v2 = found.id3v2 || head.count != 0;
   auto kinds = tag_kinds::none;
   if (found.ape || found.id3v2) {
     if (found.ape) kinds = kinds | tag_kinds::ape;

@@ -20,6 +20,12 @@ constexpr bool has_kind(tag_kinds kinds, tag_kinds one) {
   return (static_cast<std::uint32_t>(kinds) & static_cast<std::uint32_t>(one)) != 0;
 }
 
+/// What becomes of the encoder's delay that iTunes keeps in a comment of ID3v2, when all tags are removed.
+enum class apple_gapless {
+  removed,
+  configured ///< it stays, in a tag of its own, if "tagging.id3.retainAppleGapless" says so
+};
+
 /// The ID3v2 tags that a stream begins with.
 struct id3v2_zone {
   std::uint64_t size = 0; ///< [bytes]
@@ -48,7 +54,8 @@ class tag_processor {
                     abort_callback& abort);
   static void remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort);
   static void remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort);
-  static void remove_all(file_ptr& target, std::string_view path, abort_callback& abort);
+  static void remove_all(file_ptr& target, std::string_view path, abort_callback& abort,
+                         apple_gapless gapless = apple_gapless::removed);
 
   /// The pictures of an APE tag where there is one and no ID3v2, else those of ID3v2. Raises
   /// `exception_album_art_not_found` where neither is.
@@ -72,8 +79,9 @@ class id3v2_tag_service : public service_base {
   virtual void remove(zelmora_io::file& target, abort_callback& abort) = 0;
 };
 
-/// The kinds with which an MP3 file whose tags read as `current` is to say `info`: those it has; for a file without,
-/// the configured scheme.
-tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info);
+/// The kinds with which an MP3 file whose tags read as `current`, behind a head of `head`, is to say `info`: those it
+/// has; for a file without, the configured scheme. An ID3v2 tag that says nothing for `current`, of pictures alone say,
+/// is there as well.
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const id3v2_zone& head, const file_info& info);
 
 } // namespace zelmora

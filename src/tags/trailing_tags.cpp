@@ -107,42 +107,60 @@ std::vector<std::byte> read_range(file& source, std::uint64_t begin, std::uint64
   return bytes;
 }
 
-/// Takes the block off `zone` in front of which `read(end)` moves `end`; whether there is one.
+/// Takes the block off the tail that begins at `begin` in front of which `read(end)` moves `end`; whether there is one.
 template <class Read>
-bool strip(trailing_zone& zone, std::uint64_t floor, Read read) {
-  auto begin = zone.begin;
-  if (!found([&] { read(begin); }) || begin < floor) return false;
-  zone.begin = begin;
+bool strip(std::uint64_t& begin, std::uint64_t floor, Read read) {
+  auto end = begin;
+  if (!found([&] { read(end); }) || end < floor) return false;
+  begin = end;
   return true;
 }
 
 void strip_ape(file& source, std::uint64_t floor, trailing_zone& zone, abort_callback& abort) {
-  const auto end = zone.begin;
-  ape_tag tag;
-  if (!strip(zone, floor, [&](std::uint64_t& begin) { tag = read_ape_tag(source, begin, abort); })) return;
-  zone.ape_bytes = read_range(source, zone.begin, end, abort);
-  zone.ape = std::move(tag);
+  const auto read = [&](std::uint64_t& end) {
+    auto begin = end;
+    skip_ape_tag(source, begin, abort);
+    if (begin < floor || end - begin > max_ape_tag_size) throw exception_io_data();
+    zone.ape_bytes = read_range(source, begin, end, abort);
+    zone.ape = parse_ape_tag(zone.ape_bytes);
+    end = begin;
+  };
+  strip(zone.begin, floor, read);
 }
 
 void strip_id3v1(file& source, std::uint64_t floor, trailing_zone& zone, abort_callback& abort) {
-  if (!strip(zone, floor, [&](std::uint64_t& begin) { skip_id3v1(source, begin, abort); }) || zone.id3v1) return;
+  if (!strip(zone.begin, floor, [&](std::uint64_t& end) { skip_id3v1(source, end, abort); }) || zone.id3v1) return;
   source.seek(zone.begin, abort);
   source.read_object(zone.id3v1.emplace().data(), id3v1_size, abort);
 }
 
+/// One pass over the blocks that are to be kept in mind.
+void strip_for_replacing(file& source, std::uint64_t floor, trailing_zone& zone, abort_callback& abort) {
+  if (!zone.ape) strip_ape(source, floor, zone, abort);
+  strip_id3v1(source, floor, zone, abort);
+}
+
+/// One pass over all blocks. Their size doesn't matter.
+void strip_for_removing(file& source, std::uint64_t floor, std::uint64_t& begin, bool& has_ape, abort_callback& abort) {
+  has_ape = has_ape || strip(begin, floor, [&](std::uint64_t& end) { skip_ape_tag(source, end, abort); });
+  strip(begin, floor, [&](std::uint64_t& end) { read_lyrics3(source, end, nullptr, abort); });
+  strip(begin, floor, [&](std::uint64_t& end) { skip_id3v1(source, end, abort); });
+}
+
 } // namespace
 
-trailing_zone scan_trailing_tags(file& source, lyrics3_blocks lyrics3, abort_callback& abort, std::uint64_t floor) {
+trailing_zone scan_trailing_tags(file& source, tail_use use, abort_callback& abort, std::uint64_t floor) {
   source.ensure_seekable();
   trailing_zone zone;
   zone.begin = zone.end = source.get_size_ex(abort);
+  bool has_ape = false;
   for (bool moved = true; moved;) {
     abort.check();
     const auto before = zone.begin;
-    if (!zone.ape) strip_ape(source, floor, zone, abort);
-    if (lyrics3 == lyrics3_blocks::belong)
-      strip(zone, floor, [&](std::uint64_t& begin) { read_lyrics3(source, begin, nullptr, abort); });
-    strip_id3v1(source, floor, zone, abort);
+    if (use == tail_use::replace)
+      strip_for_replacing(source, floor, zone, abort);
+    else
+      strip_for_removing(source, floor, zone.begin, has_ape, abort);
     moved = zone.begin != before;
   }
   return zone;
@@ -187,12 +205,12 @@ std::vector<std::byte> make_trailing_tags(const trailing_zone& old, const file_i
 file_edit write_trailing_tags(file& source, const file_info& info, trailing_kinds kinds, abort_callback& abort,
                               std::uint64_t floor) {
   if (kinds == trailing_kinds::none) return remove_trailing_tags(source, abort, floor);
-  const auto old = scan_trailing_tags(source, lyrics3_blocks::stay, abort, floor);
+  const auto old = scan_trailing_tags(source, tail_use::replace, abort, floor);
   return {old.begin, old.end, make_trailing_tags(old, info, kinds)};
 }
 
 file_edit remove_trailing_tags(file& source, abort_callback& abort, std::uint64_t floor) {
-  const auto old = scan_trailing_tags(source, lyrics3_blocks::belong, abort, floor);
+  const auto old = scan_trailing_tags(source, tail_use::remove, abort, floor);
   return {old.begin, old.end, {}};
 }
 

@@ -29,20 +29,24 @@ constexpr bool has_kind(trailing_kinds kinds, trailing_kinds one) {
 std::uint64_t read_trailing_tags(zelmora_io::file& source, file_info& info, abort_callback& abort,
                                  std::uint64_t floor = 0);
 
-enum class lyrics3_blocks { stay, belong };
+/// What a tail is looked at for.
+enum class tail_use {
+  replace, ///< Lyrics3 blocks stay in the file: the tail begins behind the last of them
+  remove   ///< Lyrics3 blocks belong to it; what the blocks hold is of no interest
+};
 
 /// What a tail consists of.
 struct trailing_zone {
-  std::uint64_t begin = 0;    ///< [bytes]; `end` when there is none
-  std::uint64_t end = 0;      ///< of the stream
+  std::uint64_t begin = 0; ///< [bytes]; `end` when there is none
+  std::uint64_t end = 0;   ///< of the stream
+  // With `tail_use::replace`:
   std::optional<ape_tag> ape; ///< the last one
   std::vector<std::byte> ape_bytes;
   std::optional<id3v1_block> id3v1; ///< the last one
 };
 
-/// Strips blocks from the end for as long as there are any; of APE tags only the last one counts. Lyrics3 blocks are
-/// stripped with `lyrics3_blocks::belong`, else the tail begins behind the last of them.
-trailing_zone scan_trailing_tags(zelmora_io::file& source, lyrics3_blocks lyrics3, abort_callback& abort,
+/// Strips blocks from the end for as long as there are any; of APE tags only the last one counts.
+trailing_zone scan_trailing_tags(zelmora_io::file& source, tail_use use, abort_callback& abort,
                                  std::uint64_t floor = 0);
 
 /// The bytes of a tail with `kinds` that says `info`, in place of `old`: APE first, then ID3v1. Items of the old APE
