@@ -93,10 +93,29 @@ trailing_kinds to_trailing_kinds(tag_kinds kinds) {
   return ape ? trailing_kinds::ape : id3v1 ? trailing_kinds::id3v1 : trailing_kinds::none;
 }
 
+/// Whether the file still reads as the old one with the new tail and the old head: there is nothing but ID3v1 in the
+/// tail, and the head has fields.
+bool reads_alike_with(const file_edit& tail, file& source, abort_callback& abort) {
+  constexpr std::string_view id3v1_magic = "TAG";
+  if (tail.end - tail.begin != id3v1_size || tail.content.size() != id3v1_size) return false;
+  std::array<std::byte, id3v1_magic.size()> old{};
+  source.seek(tail.begin, abort);
+  source.read_object(old.data(), old.size(), abort);
+  if (!starts_with(old, id3v1_magic) || !starts_with(tail.content, id3v1_magic)) return false;
+  file_info_impl head;
+  try {
+    zelmora::read_id3v2(read_first_tag_if_whole(source, abort), head);
+  } catch (const exception_io_data&) {
+    return false;
+  }
+  return has_tag_content(head);
+}
+
 /// Head and tail in one go.
 void apply(file_ptr& target, std::string_view path, file_edit head, file_edit tail, abort_callback& abort) {
+  const bool is_tail_first = reads_alike_with(tail, *target, abort);
   const std::array edits{std::move(head), std::move(tail)};
-  apply_edits(target, path, edits, abort);
+  apply_edits(target, path, edits, abort, is_tail_first ? edit_steps::one_by_one : edit_steps::together);
 }
 
 } // namespace
