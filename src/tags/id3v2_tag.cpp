@@ -131,7 +131,7 @@ void read_id3v2(std::span<const std::byte> data, file_info& info) {
   const auto source = parse_id3v2(data, is_field_frame);
   auto gains = info.get_replaygain();
   for (const auto& [name, values] : read_all_fields(source)) {
-    if (set_replaygain_field(gains, name, values.front()) || !file_info::is_valid_field_name(name)) continue;
+    if (set_replaygain_field(gains, name, values.front())) continue;
     for (const auto& value : values) info.meta_add(name, value);
   }
   info.set_replaygain(gains);

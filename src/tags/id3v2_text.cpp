@@ -108,10 +108,10 @@ frame begin_frame(std::uint32_t id, text_encoding encoding) {
 
 string_cursor::string_cursor(text_encoding encoding, std::span<const std::byte> body, strictness rule)
     : encoding_(encoding), body_(body), rule_(rule) {
-  // An odd last byte is no unit.
-  if (is_wide(encoding)) body_ = body_.first(body_.size() / 2 * 2);
   if (count_terminators(encoding, body_) > terminator_limit) throw parseError();
 }
+
+bool string_cursor::is_at_end() const { return position_ + unit_size(encoding_) > body_.size(); }
 
 std::span<const std::byte> string_cursor::take_raw() {
   const auto raw = rest().first(find_terminator(encoding_, rest()));

@@ -34,10 +34,11 @@ class string_cursor {
 
   /// The next string; none at the end. Terminators in a row are one. Only a first string can be empty.
   std::optional<std::string> next();
-  bool is_at_end() const { return position_ >= body_.size(); }
+  /// An odd last byte of two-byte text is no string.
+  bool is_at_end() const;
   /// Leaves the next string out without decoding it.
   void skip();
-  /// What follows, undecoded.
+  /// What follows to the last byte, undecoded.
   std::span<const std::byte> rest() const { return body_.subspan(position_); }
 
  private:

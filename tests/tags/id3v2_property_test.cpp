@@ -75,6 +75,23 @@ TEST_P(Id3v2Property, frames_that_say_nothing_survive_any_edit) {
   }
 }
 
+// An unknown name of 2.2 has no counterpart: written as nothing it would end the tag for every reader.
+TEST(Id3v2Tag, frames_without_a_name_hide_no_others) {
+  const auto nameless = frame_v3(std::string_view("XYZ\0", 4), text("x"));
+  const auto data = make_tag(3, nameless + frame_v3("TIT2", text("old")) + frame_v3("PRIV", to_bytes("p")));
+  file_info_impl info;
+  info.meta_set("title", "new");
+  const auto edited = write_id3v2(data, data.size(), info);
+  EXPECT_EQ(id3parser::parse(edited).frames.at(0).payload, to_bytes("p"));
+  EXPECT_EQ(list_meta(read_back(edited)), list_meta(info));
+}
+
+TEST(Id3v2Tag, fields_that_cant_be_shown_survive_a_saving_of_what_was_read) {
+  const auto data =
+      make_tag(3, frame_v3("TXXX", text(std::string("Gr\xF6\xDF") + "e" + '\0' + "x")) + frame_v3("TIT2", text("t")));
+  EXPECT_EQ(write_id3v2(data, data.size(), read_back(data)), data);
+}
+
 INSTANTIATE_TEST_SUITE_P(versions, Id3v2Property, testing::Values(3u, 4u),
                          [](const auto& tested) { return "v" + std::to_string(tested.param); });
 
