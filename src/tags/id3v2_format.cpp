@@ -332,33 +332,36 @@ tag parse(std::span<const std::byte> data, const frame_filter& wanted, damaged_f
 
 namespace {
 
-/// Where zeros have to go so that no false synchronisation is left, one at the end included.
+/// Whether a zero has to go behind the byte at `i`: against a false synchronisation, at the end too, and before a zero
+/// that readers would take for one of ours. They do so in every frame of a tag whose header has the flag.
+bool needs_zero(std::span<const std::byte> payload, std::size_t i) {
+  if (payload[i] != std::byte{0xFF}) return false;
+  return i + 1 == payload.size() || is_false_sync(payload[i + 1]) || payload[i + 1] == std::byte{0};
+}
+
 std::size_t count_unsynchronisation(std::span<const std::byte> payload) {
   std::size_t count = 0;
-  bool is_needed = false;
-  for (std::size_t i = 0; i < payload.size(); ++i) {
-    if (payload[i] != std::byte{0xFF}) continue;
-    const bool is_last = i + 1 == payload.size();
-    const bool is_sync = is_last || is_false_sync(payload[i + 1]);
-    is_needed = is_needed || is_sync;
-    if (is_sync || payload[i + 1] == std::byte{0}) ++count;
-  }
-  return is_needed ? count : 0;
+  for (std::size_t i = 0; i < payload.size(); ++i)
+    if (needs_zero(payload, i)) ++count;
+  return count;
 }
 
 void append_unsynchronised(std::vector<std::byte>& out, std::span<const std::byte> payload) {
   for (std::size_t i = 0; i < payload.size(); ++i) {
     out.push_back(payload[i]);
-    if (payload[i] != std::byte{0xFF}) continue;
-    if (i + 1 == payload.size() || is_false_sync(payload[i + 1]) || payload[i + 1] == std::byte{0})
-      out.push_back(std::byte{0});
+    if (needs_zero(payload, i)) out.push_back(std::byte{0});
   }
 }
 
+/// The size of a frame's body, which whoever parses the tag again must accept.
+std::uint32_t checked_frame_size(std::size_t size) {
+  if (size >= frame_size_limit) throw writeError();
+  return static_cast<std::uint32_t>(size);
+}
+
 void append_frame_v3(std::vector<std::byte>& out, const frame& f) {
-  if (f.payload.size() >= synchsafe_limit) throw writeError();
   put_be32(out, f.id);
-  put_be32(out, static_cast<std::uint32_t>(f.payload.size()));
+  put_be32(out, checked_frame_size(f.payload.size()));
   out.insert(out.end(), 2, std::byte{0});
   out.insert(out.end(), f.payload.begin(), f.payload.end());
 }
@@ -367,12 +370,12 @@ void append_frame_v4(std::vector<std::byte>& out, const frame& f) {
   const auto zeros = count_unsynchronisation(f.payload);
   put_be32(out, f.id);
   if (zeros == 0) {
-    put_be32(out, synchsafe(f.payload.size()));
+    put_be32(out, synchsafe(checked_frame_size(f.payload.size())));
     out.insert(out.end(), 2, std::byte{0});
     out.insert(out.end(), f.payload.begin(), f.payload.end());
     return;
   }
-  put_be32(out, synchsafe(f.payload.size() + zeros + 4));
+  put_be32(out, synchsafe(checked_frame_size(f.payload.size() + zeros + 4)));
   out.push_back(std::byte{0});
   out.push_back(std::byte{flags_of_v4.unsynchronisation | flags_of_v4.length_indicator});
   put_be32(out, synchsafe(f.payload.size()));

@@ -1,5 +1,6 @@
 #include "tags/id3v2_tag.h"
 
+#include "frame/exceptions.h"
 #include "frame/replaygain_text.h"
 #include "frame/text.h"
 #include "tags/id3v2_whole.h"
@@ -150,7 +151,11 @@ std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint
     std::erase_if(made.frames, [](const auto& f) { return comment_text(f, soundcheck_comment).has_value(); });
   if (made.version == 0) made.version = version;
   set_version(made, version);
-  rebuild_frames(made, std::move(fields), configured_context(version), configured_frame_options(version));
+  try {
+    rebuild_frames(made, std::move(fields), configured_context(version), configured_frame_options(version));
+  } catch (const id3parser::writeError& failure) {
+    throw zelmora_io::exception_io_data(failure.what());
+  }
   return serialize_id3v2(made, old_size, options.padding);
 }
 

@@ -181,6 +181,7 @@ void append_string(std::vector<std::byte>& out, text_encoding encoding, std::str
 }
 
 frame make_text_frame(std::uint32_t id, text_encoding encoding, std::span<const std::string> strings) {
+  if (strings.size() > terminator_limit) throw writeError();
   auto result = begin_frame(id, encoding);
   for (const auto& text : strings) append_string(result.payload, encoding, text);
   return result;

@@ -60,7 +60,7 @@ std::size_t count_strings(const frame& source);
 /// `text` as `encoding` has it, with its terminator. UTF-16 big-endian is never written: `writeError`.
 void append_string(std::vector<std::byte>& out, text_encoding encoding, std::string_view text);
 
-/// A text frame of these strings.
+/// A text frame of these strings. Raises `writeError` for more than can be read back.
 frame make_text_frame(std::uint32_t id, text_encoding encoding, std::span<const std::string> strings);
 /// A `COMM` or `USLT` in English.
 frame make_described_frame(std::uint32_t id, text_encoding encoding, std::string_view description,
