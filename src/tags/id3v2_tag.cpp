@@ -17,6 +17,8 @@ using id3parser::tag;
 
 namespace {
 
+constexpr std::string_view album_artist_field = "album artist";
+
 id3v2_context configured_context(unsigned version) {
   return {version, id3parser::strictness::lenient, id3v2_maps_tpe2_to_album_artist()};
 }
@@ -25,7 +27,7 @@ id3v2_context configured_context(unsigned version) {
 field_map read_all_fields(const tag& source) {
   auto fields = read_frame_fields(source.frames, configured_context(source.version));
   if (const auto artist = implied_album_artist(fields); !artist.empty())
-    fields.insert_or_assign("album artist", std::vector<std::string>{std::string(artist)});
+    fields.insert_or_assign(std::string(album_artist_field), std::vector<std::string>{std::string(artist)});
   return fields;
 }
 
@@ -94,6 +96,15 @@ field_map fields_of(const file_info& info) {
 // --- writing
 // -----------------------------------------------------------------------------------------------------------
 
+/// What a compilation shows as its album artist, and no frame of `old` holds, is not written when it is only seen.
+void drop_implied_album_artist(const tag& old, field_map& wanted) {
+  auto artist = wanted.extract(std::string(album_artist_field));
+  if (artist.empty()) return;
+  const auto seen = implied_album_artist(read_frame_fields(old.frames, configured_context(old.version)));
+  const bool is_implied = !seen.empty() && implied_album_artist(wanted) == seen;
+  if (!is_implied || artist.mapped() != std::vector<std::string>{std::string(seen)}) wanted.insert(std::move(artist));
+}
+
 /// Whether `old` says `wanted` already, to the last value.
 bool says_already(const tag& old, field_map wanted, const file_info& info) {
   const auto found = wanted.find(soundcheck_comment_field);
@@ -147,6 +158,7 @@ std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint
   auto fields = fields_of(info);
   if (made.version == version && old_tag.size() == old_size && says_already(made, fields, info))
     return {old_tag.begin(), old_tag.end()};
+  drop_implied_album_artist(made, fields);
   if (clears_soundcheck(info))
     std::erase_if(made.frames, [](const auto& f) { return comment_text(f, soundcheck_comment).has_value(); });
   if (made.version == 0) made.version = version;

@@ -92,6 +92,26 @@ TEST(Id3v2Tag, fields_that_cant_be_shown_survive_a_saving_of_what_was_read) {
   EXPECT_EQ(write_id3v2(data, data.size(), read_back(data)), data);
 }
 
+TEST(Id3v2Tag, the_album_artist_that_a_compilation_implies_is_not_written_when_it_is_only_seen) {
+  const auto artist_in = [](const bytes& data) {
+    const auto found = id3parser::parse(data, [](std::uint32_t id) { return id == fourcc("TPE2"); });
+    return found.frames.size();
+  };
+  for (const auto& data : {make_tag(2, frame_v2("TCP", text("1"))), make_tag(3, frame_v3("TCMP", text("1")))}) {
+    auto info = read_back(data);
+    EXPECT_EQ(list_meta(info).at("album artist"), std::vector<std::string>{"Various Artists"});
+    info.meta_set("title", "T");
+    const auto edited = write_id3v2(data, data.size(), info);
+    EXPECT_EQ(artist_in(edited), 0u);
+    EXPECT_EQ(list_meta(read_back(edited)), list_meta(info));
+    EXPECT_EQ(artist_in(write_id3v2({}, 0, info)), 1u);
+    info.meta_remove_field("itunescompilation");
+    EXPECT_EQ(artist_in(write_id3v2(data, data.size(), info)), 1u);
+    info.meta_set("album artist", "Other");
+    EXPECT_EQ(artist_in(write_id3v2(data, data.size(), info)), 1u);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(versions, Id3v2Property, testing::Values(3u, 4u),
                          [](const auto& tested) { return "v" + std::to_string(tested.param); });
 
