@@ -116,6 +116,7 @@ bool string_cursor::is_at_end() const { return position_ + unit_size(encoding_) 
 std::span<const std::byte> string_cursor::take_raw() {
   const auto raw = rest().first(find_terminator(encoding_, rest()));
   position_ += raw.size();
+  if (is_at_end()) position_ = body_.size(); // An odd byte behind an unterminated string is no other one.
   const auto step = unit_size(encoding_);
   while (!is_at_end() && find_terminator(encoding_, rest()) == 0) position_ += step;
   return raw;

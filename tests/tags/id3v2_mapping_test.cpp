@@ -111,6 +111,12 @@ INSTANTIATE_TEST_SUITE_P(
                                         "d\0\0\0https"sv,
                                         1))},
                      {"www d=https"}},
+        reading_case{"wide_url_description_without_an_end",
+                     3,
+                     {make("WXXX", text("\xFF\xFE"
+                                        "d\0h"sv,
+                                        1))},
+                     {}},
         reading_case{"names_that_no_field_can_have",
                      4,
                      {make("TXXX", text("Größe\0a"sv, 3)), make("TXXX", text("a=b\0c"sv)), comment("Notiz \xFC\0d"sv),
