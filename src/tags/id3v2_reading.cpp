@@ -243,10 +243,10 @@ class frame_reader {
 
   void read_free_url() {
     auto cursor = strings();
-    const auto description = cursor.next().value_or(std::string());
+    const auto description = cursor.next();
     const auto rest = cursor.rest();
-    if (rest.empty()) return refuse_when_strict();
-    add_value(out_, described_field(description), url_text(rest));
+    if (!description || rest.empty()) return refuse_when_strict();
+    add_value(out_, described_field(*description), url_text(rest));
   }
 
   void read_url() {
