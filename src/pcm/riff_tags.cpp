@@ -89,16 +89,20 @@ std::optional<wave_extent> find_first(const riff_layout& layout, riff_role role)
   return wave_extent{chunk->payload(), chunk->size};
 }
 
-/// The bytes of the ID3v2 tag that readers see; empty when there is none, or none that can be read.
-byte_vector find_old_id3(file& file, const riff_layout& layout, abort_callback& abort) {
-  byte_vector bytes;
+/// The first ID3v2 tag of a file.
+struct old_id3 {
+  byte_vector bytes;    ///< empty when there is none
+  bool is_seen = false; ///< by readers; one that is damaged may still hold pictures
+};
+
+old_id3 find_old_id3(file& file, const riff_layout& layout, abort_callback& abort) {
+  old_id3 result;
   file_info_impl ignored;
-  const bool is_read =
-      read_tag(find_first(layout, riff_role::id3), ignored, [&](const wave_extent& chunk, file_info& out) {
-        bytes = read_id3_bytes(file, chunk, abort);
-        read_id3v2(bytes, out);
-      });
-  return is_read ? bytes : byte_vector();
+  result.is_seen = read_tag(find_first(layout, riff_role::id3), ignored, [&](const wave_extent& chunk, file_info& out) {
+    result.bytes = read_id3_bytes(file, chunk, abort);
+    read_id3v2(result.bytes, out);
+  });
+  return result;
 }
 
 /// What an INFO list to come stands on: the fields of the first list, which is what readers see, and what is no field
@@ -129,10 +133,10 @@ bool has_soundcheck(const file_info& info) {
 
 riff_edit make_edit(file& file, const riff_layout& layout, const file_info& info, abort_callback& abort) {
   riff_edit edit;
-  const auto old_tag = find_old_id3(file, layout, abort);
+  const auto old = find_old_id3(file, layout, abort);
   // The free chunks of the file are all the padding that it needs.
-  auto tag = write_id3v2(old_tag, old_tag.size(), info, {.padding = id3v2_padding::none});
-  if (!old_tag.empty() && tag == old_tag) return edit; // Readers see no other tag: nothing has changed.
+  auto tag = write_id3v2(old.bytes, old.bytes.size(), info, {.padding = id3v2_padding::none});
+  if (old.is_seen && tag == old.bytes) return edit; // Readers see no other tag: nothing has changed.
 
   const auto old_items = find_old_info(file, layout, abort);
   const bool has_id3 = find_first(layout, riff_role::id3).has_value();
