@@ -69,7 +69,8 @@ bool has_text_past_its_list(const bytes& content) {
   for (const auto& chunk : read_riff_layout(*service_new<memory_file>(content), abort).chunks) {
     if (chunk.role != riff_role::info) continue;
     const auto payload = cut_out(content, chunk.payload(), chunk.size);
-    le_reader in(std::span(payload).subspan(riff_codes::info.text.size()));
+    le_reader in{payload};
+    in.skip(riff_codes::info.text.size());
     while (in.remaining() >= riff_chunk_header) {
       in.skip(4);
       const std::size_t size = in.le32();
