@@ -84,6 +84,18 @@ trailing_kinds to_trailing_kinds(tag_kinds kinds) {
   return ape ? trailing_kinds::ape : id3v1 ? trailing_kinds::id3v1 : trailing_kinds::none;
 }
 
+file_edit write_head_pictures(file& source, const id3v2_zone& zone, const album_art_set& pictures,
+                              abort_callback& abort) {
+  return {0, zone.size, write_id3v2_pictures(read_first_tag_if_whole(source, abort), zone.size, pictures)};
+}
+
+file_edit write_tail_pictures(trailing_zone tail, const album_art_set& pictures) {
+  write_ape_pictures(pictures, tail.ape->items);
+  auto content = format_ape_tag(tail.ape->items);
+  if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
+  return {tail.begin, tail.end, std::move(content)};
+}
+
 /// Head and tail in one go.
 void apply(file_ptr& target, std::string_view path, file_edit head, file_edit tail, abort_callback& abort) {
   const std::array edits{std::move(head), std::move(tail)};
@@ -182,16 +194,9 @@ void tag_processor::write_pictures(file_ptr& target, std::string_view path, cons
                                    abort_callback& abort) {
   const auto head = skip_id3v2(*target, abort);
   refuse_cut_head(head);
-  auto tail = scan_trailing_tags(*target, lyrics3_blocks::stay, abort, head.size);
-  if (head.count == 0 && tail.ape) {
-    write_ape_pictures(pictures, tail.ape->items);
-    auto content = format_ape_tag(tail.ape->items);
-    if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
-    const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};
-    return apply_edits(target, path, edits, abort);
-  }
-  const auto old_tag = read_first_tag_if_whole(*target, abort);
-  const std::array edits{file_edit{0, head.size, write_id3v2_pictures(old_tag, head.size, pictures)}};
+  auto tail = head.count == 0 ? scan_trailing_tags(*target, lyrics3_blocks::stay, abort) : trailing_zone();
+  const std::array edits{tail.ape ? write_tail_pictures(std::move(tail), pictures)
+                                  : write_head_pictures(*target, head, pictures, abort)};
   apply_edits(target, path, edits, abort);
 }
 
