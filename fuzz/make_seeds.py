@@ -311,6 +311,9 @@ def make_tag_processor():
     save(target, "head-past-the-end", version_2[:-4])
     picture = b"\0image/png\0\3\0" + PNG
     damaged = b"TXXX\0\0\0\x0c\0\x80\0\0\0\x10not zlib" + b"APIC" + struct.pack(">IH", len(picture), 0) + picture
+    small = b"\0image/png\0\3\0p"
+    save(target, "damaged-picture", id3v2(4, b"TIT2\0\0\0\6\0\0\0Title" + b"APIC\0\0\0\4\0\2\0a\xFF\xFF" +
+                                          b"APIC" + struct.pack(">IH", len(small), 0) + small) + audio)
     save(target, "damaged-frame-and-picture", id3v2(3, damaged) + audio)
 
 

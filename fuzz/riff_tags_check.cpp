@@ -63,6 +63,24 @@ bool has_tag_chunks(const bytes& content) {
       [](const riff_chunk& chunk) { return chunk.role == riff_role::id3 || chunk.role == riff_role::info; });
 }
 
+/// Whether a text of an INFO list claims more than the list has.
+bool has_text_past_its_list(const bytes& content) {
+  abort_callback_dummy abort;
+  for (const auto& chunk : read_riff_layout(*service_new<memory_file>(content), abort).chunks) {
+    if (chunk.role != riff_role::info) continue;
+    const auto payload = cut_out(content, chunk.payload(), chunk.size);
+    le_reader in{payload};
+    in.skip(riff_codes::info.text.size());
+    while (in.remaining() >= riff_chunk_header) {
+      in.skip(4);
+      const std::size_t size = in.le32();
+      if (size > in.remaining()) return true;
+      in.skip(std::min(size + size % 2, in.remaining()));
+    }
+  }
+  return false;
+}
+
 file_info_impl read(const bytes& content) {
   abort_callback_dummy abort;
   input_wav wav;
@@ -180,13 +198,14 @@ class trial {
 
   /// An operation of a write fails: the old tags or the new.
   void fail(const bytes& content, const file_info& changed_info) {
-    const auto before = read(content);
     const auto after = read(retagged(content, changed_info));
     const auto at = std::hash<std::string_view>()({reinterpret_cast<const char*>(content.data()), content.size()}) % 64;
     const auto broken = retagged(content, changed_info, {.fail_at = at});
     expect(view_audio(broken) == audio_, "the audio is another after a failure");
+    if (has_text_past_its_list(content)) return; // It depends on the file's end whether that list can be read.
     const auto found = read(broken);
-    expect(says_the_same(found, before) || says_the_same(found, after), "a failure leaves neither the old nor the new");
+    expect(says_the_same(found, read(content)) || says_the_same(found, after),
+           "a failure leaves neither the old nor the new");
   }
 
   bytes original_;

@@ -100,7 +100,8 @@ frame make_frame(const album_art_entry& entry) {
 } // namespace
 
 album_art_set read_id3v2_pictures(std::span<const std::byte> data) {
-  const auto source = parse_id3v2(data, [](std::uint32_t id) { return id == picture_id; });
+  const auto is_picture = [](std::uint32_t id) { return id == picture_id; };
+  const auto source = parse_id3v2(data, is_picture, id3parser::damaged_frames::leave_out);
   const picture_kinds kinds(source.frames);
   album_art_set result;
   for (const auto& f : source.frames) {

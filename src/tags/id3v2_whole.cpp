@@ -10,9 +10,10 @@ using id3parser::parseError;
 using id3parser::tag;
 using zelmora_io::exception_io_data;
 
-tag parse_id3v2(std::span<const std::byte> data, const id3parser::frame_filter& wanted) {
+tag parse_id3v2(std::span<const std::byte> data, const id3parser::frame_filter& wanted,
+                id3parser::damaged_frames damaged) {
   try {
-    return id3parser::parse(data, wanted);
+    return id3parser::parse(data, wanted, damaged);
   } catch (const parseError& failure) {
     throw exception_io_data(failure.what());
   }

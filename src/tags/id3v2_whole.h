@@ -7,7 +7,8 @@
 namespace zelmora {
 
 /// `id3parser::parse`, raising `exception_io_data`.
-id3parser::tag parse_id3v2(std::span<const std::byte> data, const id3parser::frame_filter& wanted = nullptr);
+id3parser::tag parse_id3v2(std::span<const std::byte> data, const id3parser::frame_filter& wanted,
+                           id3parser::damaged_frames damaged = id3parser::damaged_frames::raise);
 /// Whether frames of that id say something in fields.
 bool is_field_frame(std::uint32_t id);
 /// The tag that is to be replaced, with the frames that can be written again; one of version 0 for none, and for one

@@ -111,6 +111,19 @@ bool reads_alike_with(const file_edit& tail, file& source, abort_callback& abort
   return has_tag_content(head);
 }
 
+file_edit write_head_pictures(file& source, const id3v2_zone& zone, const album_art_set& pictures,
+                              abort_callback& abort) {
+  return {0, zone.size, write_id3v2_pictures(read_first_tag_if_whole(source, abort), zone.size, pictures)};
+}
+
+/// Nothing where the pictures are these already.
+file_edit write_tail_pictures(trailing_zone tail, const album_art_set& pictures) {
+  if (!write_ape_pictures(pictures, tail.ape->items)) return {tail.begin, tail.begin, {}};
+  auto content = format_ape_tag(tail.ape->items);
+  if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
+  return {tail.begin, tail.end, std::move(content)};
+}
+
 /// Head and tail in one go.
 void apply(file_ptr& target, std::string_view path, file_edit head, file_edit tail, abort_callback& abort) {
   const bool is_tail_first = reads_alike_with(tail, *target, abort);
@@ -210,16 +223,9 @@ void tag_processor::write_pictures(file_ptr& target, std::string_view path, cons
                                    abort_callback& abort) {
   const auto head = skip_id3v2(*target, abort);
   refuse_cut_head(head);
-  auto tail = scan_trailing_tags(*target, tail_use::replace, abort, head.size);
-  if (head.count == 0 && tail.ape) {
-    if (!write_ape_pictures(pictures, tail.ape->items)) return;
-    auto content = format_ape_tag(tail.ape->items);
-    if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
-    const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};
-    return apply_edits(target, path, edits, abort);
-  }
-  const auto old_tag = read_first_tag_if_whole(*target, abort);
-  const std::array edits{file_edit{0, head.size, write_id3v2_pictures(old_tag, head.size, pictures)}};
+  auto tail = head.count == 0 ? scan_trailing_tags(*target, tail_use::replace, abort) : trailing_zone();
+  const std::array edits{tail.ape ? write_tail_pictures(std::move(tail), pictures)
+                                  : write_head_pictures(*target, head, pictures, abort)};
   apply_edits(target, path, edits, abort);
 }
 
