@@ -2,7 +2,9 @@
 
 find_program(ZELMORA_CCACHE ccache)
 if(ZELMORA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${ZELMORA_CCACHE})
+  # Without the folder's name in what is hashed, so that clones beside each other share what they have compiled.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${ZELMORA_CCACHE})
 endif()
 
 add_compile_options(

@@ -12,8 +12,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 namespace zelmora::fuzz {
@@ -24,10 +22,6 @@ namespace {
 
 /// Decoding stops here [samples over all channels]: a small file of a packed format may hold hours.
 constexpr std::size_t max_samples = 300'000;
-
-struct violation {
-  std::string text;
-};
 
 struct decoded {
   std::vector<audio_sample> samples;
@@ -100,15 +94,14 @@ std::string check_input(std::span<const std::byte> data, std::string_view path) 
   test::file_faults pipe;
   pipe.no_size = pipe.no_seek = true;
   for (const auto& faults : {test::file_faults{}, no_size, stream, pipe}) {
-    try {
-      run_once(test::make_faulty_file(service_new<memory_file>(data), faults), path);
-    } catch (const exception_io&) {
-      // Foreign or damaged data: what the contract of inputs says.
-    } catch (const violation& v) {
-      return v.text;
-    } catch (const std::exception& e) {
-      return fmt::format("{}: {}", exception_class_name(e), e.what());
-    }
+    const auto wrong = verdict_of([&] {
+      try {
+        run_once(test::make_faulty_file(service_new<memory_file>(data), faults), path);
+      } catch (const exception_io&) {
+        // Foreign or damaged data: what the contract of inputs says.
+      }
+    });
+    if (!wrong.empty()) return wrong;
   }
   return {};
 }

@@ -297,7 +297,10 @@ class commands_parser : public verb_parser {
 };
 
 class run_parser : public verb_parser {
-  void define(CLI::App& app) override { add_paths(app, options_.input); }
+  void define(CLI::App& app) override {
+    app.add_flag("-y,--yes", options_.yes, "answer every question of the command with yes");
+    add_paths(app, options_.input);
+  }
   request finish(std::vector<std::string> operands) override {
     if (operands.empty()) throw usage_error("no COMMAND is given");
     options_.command = std::move(operands.front());
@@ -452,8 +455,8 @@ const std::vector<verb_row>& verb_rows() {
        "run a command on files",
        "Runs the command of that name, in any case of its letters, on all tracks of all files at once. A command that "
        "does not apply to the files is refused. When some of them fail the rest is still done, and a message at the "
-       "end "
-       "tells which, and why.",
+       "end tells which, and why. What a command asks is asked on the terminal; without one the answer is no, unless "
+       "--yes says otherwise.",
        make<run_parser>,
        {{"zel run \"Copy track ReplayGain to SoundCheck\" *.m4a", "levels for players that know no other"},
         {"zel run \"Remove SoundCheck information\" --files-from list", "and away with them"}}},

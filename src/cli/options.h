@@ -94,6 +94,7 @@ struct commands_options {
 
 struct run_options {
   std::string command;
+  bool yes = false; ///< the answer to every question
   path_arguments input;
 };
 

@@ -21,6 +21,8 @@ std::string read_value(const std::string& path, abort_callback& abort) {
   try {
     file_ptr source;
     zelmora_io::filesystem::g_open(source, path, zelmora_io::open_mode::read, abort);
+    if (const auto size = source->get_size(abort); size != zelmora_io::file::unknown_size && size > longest_value)
+      throw zelmora_io::exception_io_data(fmt::format("The file is longer than {} bytes", longest_value));
     const auto bytes = zelmora_io::file::g_read_whole(*source, abort, longest_value);
     std::string text(bytes.size(), '\0');
     std::ranges::transform(bytes, text.begin(), [](std::byte b) { return std::to_integer<char>(b); });

@@ -34,6 +34,8 @@ field_operand parse_field(std::string_view operand) {
     value.remove_prefix(1);
     if (!value.starts_with('@')) result.value_from = field_operand::origin::file;
   }
+  if (result.value_from == field_operand::origin::file && value.empty())
+    throw usage_error(fmt::format("{}=@ names no file: NAME=@@ is the value \"@\"", result.name));
   if (result.value_from == field_operand::origin::text && !is_valid_utf8(value))
     throw usage_error(fmt::format("the value of {} is no UTF-8", result.name));
   result.value = value;

@@ -32,7 +32,7 @@ struct marked_operands {
 
 /// For `set` and `add` the leading operands NAME=VALUE are fields, where NAME has no slash; for `remove` the first
 /// operand, those NAME=VALUE that follow it, and before a "--" all. The rest is paths. A field of a name that none can
-/// have, a text that is no UTF-8, or a field that may as well be a path raises `usage_error`.
+/// have, a text that is no UTF-8, an @ without a file, or a field that may as well be a path raises `usage_error`.
 tag_operands split_tag_operands(tag_action action, marked_operands operands);
 
 } // namespace zelmora::cli

@@ -7,6 +7,7 @@
 #include "frame/exceptions.h"
 #include "frame/input.h"
 #include "frame/text.h"
+#include "host/answers.h"
 #include "host/jobs.h"
 
 #include <algorithm>
@@ -69,13 +70,19 @@ std::vector<media_item> select_items(const path_arguments& input, abort_callback
   return result;
 }
 
-/// While it lives, the program's token ends the host's jobs.
-class interruptible_jobs {
+/// While it lives, the program's token ends the host's jobs, and questions are answered as the options say.
+class command_session {
  public:
-  explicit interruptible_jobs(abort_callback& abort) { host::set_interrupt(&abort); }
-  ~interruptible_jobs() { host::set_interrupt(nullptr); }
-  interruptible_jobs(const interruptible_jobs&) = delete;
-  interruptible_jobs& operator=(const interruptible_jobs&) = delete;
+  command_session(const run_options& options, abort_callback& abort) {
+    host::set_interrupt(&abort);
+    if (options.yes) host::set_answers(host::answers::yes);
+  }
+  ~command_session() {
+    host::set_interrupt(nullptr);
+    host::set_answers(host::answers::asked);
+  }
+  command_session(const command_session&) = delete;
+  command_session& operator=(const command_session&) = delete;
 };
 
 } // namespace
@@ -107,7 +114,7 @@ exit_status run_run(const run_options& options, program_context& context) {
     print_error(name, "The command does not apply to what is selected");
     return exit_status::failed;
   }
-  const interruptible_jobs guard(context.abort);
+  const command_session session(options, context.abort);
   switch (command.entry->run(command.index, items)) {
   case command_result::done: return exit_status::done;
   case command_result::some_failed: return exit_status::failed;

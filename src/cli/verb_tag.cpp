@@ -213,32 +213,58 @@ std::string summary(const tag_options& options, std::size_t changed, std::size_t
   return text.empty() ? text : text + '\n';
 }
 
-exit_status edit(const tag_options& options, program_context& context) {
-  const auto plan = make_plan(options, context.abort);
-  path_list paths(options.input, context.abort);
-  progress shown(paths.count());
-  std::atomic<std::size_t> changed{0};
-  std::atomic<std::size_t> unchanged{0};
-  const auto status = work_on_paths(paths, options.jobs != 0 ? options.jobs : 1, context.out,
-                                    [&](const std::string& path, std::size_t, outcome& result) {
-                                      shown.show(path, -1);
-                                      try {
-                                        file_edit work(options, plan, path, context.abort);
-                                        ++(work.run() ? changed : unchanged);
-                                        if (options.json)
-                                          append_json(result.output, work.description());
-                                        else if (options.dry_run)
-                                          append_text(result.output, work.description());
-                                      } catch (const zelmora_io::exception_aborted&) {
-                                        throw;
-                                      } catch (const std::exception& failure) {
-                                        fail_path(result, path, failure, form_of(options.json));
-                                      }
-                                      shown.finish_path();
-                                    });
-  if (!options.json) context.out.write(summary(options, changed, unchanged));
-  return status;
-}
+/// The edit of many files, and how many of them it has changed.
+class edit_run {
+ public:
+  edit_run(const tag_options& options, program_context& context)
+      : options_(options), context_(context), plan_(make_plan(options, context.abort)),
+        paths_(options.input, context.abort), shown_(paths_.count()) {}
+
+  exit_status run() {
+    try {
+      const auto status =
+          work_on_paths(paths_, options_.jobs != 0 ? options_.jobs : 1, context_.out,
+                        [this](const std::string& path, std::size_t, outcome& result) { edit_path(path, result); });
+      tell_summary();
+      return status;
+    } catch (const zelmora_io::exception_aborted&) {
+      tell_summary();
+      throw;
+    }
+  }
+
+ private:
+  void edit_path(const std::string& path, outcome& result) {
+    shown_.show(path, -1);
+    try {
+      file_edit work(options_, plan_, path, context_.abort);
+      ++(work.run() ? changed_ : unchanged_);
+      if (options_.json)
+        append_json(result.output, work.description());
+      else if (options_.dry_run)
+        append_text(result.output, work.description());
+    } catch (const zelmora_io::exception_aborted&) {
+      throw;
+    } catch (const std::exception& failure) {
+      fail_path(result, path, failure, form_of(options_.json));
+    }
+    shown_.finish_path();
+  }
+
+  void tell_summary() {
+    if (!options_.json) context_.out.write(summary(options_, changed_, unchanged_));
+  }
+
+  const tag_options& options_;
+  program_context& context_;
+  const edit_plan plan_;
+  path_list paths_;
+  progress shown_;
+  std::atomic<std::size_t> changed_{0};
+  std::atomic<std::size_t> unchanged_{0};
+};
+
+exit_status edit(const tag_options& options, program_context& context) { return edit_run(options, context).run(); }
 
 } // namespace
 

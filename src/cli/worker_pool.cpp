@@ -46,8 +46,9 @@ class ordered_pool {
     run_thread();
     threads.clear();
     paths_.set_before_wait(nullptr);
-    if (failure_) std::rethrow_exception(failure_);
-    return status_;
+    if (!failure_) return status_;
+    deliver_finished();
+    std::rethrow_exception(failure_);
   }
 
  private:
@@ -92,7 +93,7 @@ class ordered_pool {
   void finish(slot& mine) {
     const std::lock_guard hold(output_lock_);
     mine.finished = true;
-    if (stopped_) return;
+    if (stopped_) return; // `deliver_finished` is to come
     while (delivered_ < taken_ && slots_[delivered_ % slots_.size()].finished) {
       auto& oldest = slots_[delivered_ % slots_.size()];
       raise_status(status_, deliver(oldest.result, out_));
@@ -102,6 +103,16 @@ class ordered_pool {
     }
     if (paths_.is_waiting()) out_.flush();
     room_.notify_all();
+  }
+
+  /// Behind a failure: what was done is told, with gaps where work was given up.
+  void deliver_finished() {
+    try {
+      for (; delivered_ < taken_; ++delivered_)
+        if (auto& next = slots_[delivered_ % slots_.size()]; next.finished) deliver(next.result, out_);
+    } catch (const std::exception&) {
+      // Nobody takes what is said any more, which is why the work has ended, or adds nothing to why it has.
+    }
   }
 
   path_list& paths_;

@@ -45,7 +45,7 @@ using path_work = std::function<void(const std::string& path, std::size_t number
 
 /// Works on all of `paths` with `jobs` threads and writes the results in the order of the paths, a bounded number of
 /// them being held back. Returns the gravest status. Passes on `exception_aborted`, `standard_output_failure` and what
-/// the list raises, after all threads have ended.
+/// the list raises, after all threads have ended and what they had finished is written.
 exit_status work_on_paths(path_list& paths, unsigned jobs, standard_output& out, const path_work& work);
 
 } // namespace zelmora::cli

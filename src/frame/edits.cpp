@@ -57,9 +57,11 @@ std::vector<change> find_changes(file& target, std::span<const file_edit> edits,
   return changes;
 }
 
-/// Whether one operation does it: a write over the old bytes, one that goes past the old end, or a cut.
+/// Whether one operation does it, a write over the old bytes, one that goes past the old end, or a cut; and what a
+/// failure would have to bring back can be kept in memory.
 bool is_one_operation(const change& what, std::uint64_t size) {
   if (what.keeps_size()) return true;
+  if (what.end - what.begin > tail_in_memory_limit) return false;
   return what.end == size && (what.content.empty() || what.content.size() > what.end - what.begin);
 }
 
@@ -116,7 +118,8 @@ void apply_by_rewrite(file_ptr& target, std::string_view path, std::span<const c
 }
 
 void apply_by_splices(file& target, std::span<change> changes, abort_callback& abort) {
-  for (auto& what : changes)
+  // The first is made last: nothing that could fail follows it.
+  for (auto& what : changes.subspan(1))
     if (!what.keeps_size()) what.old = read_range(target, what.begin, what.end, abort);
   auto left = changes.size();
   try {

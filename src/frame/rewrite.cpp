@@ -82,8 +82,10 @@ void file_rewriter::commit(file_ptr& source, abort_callback& abort) {
   flush_to_disk(*output_, abort);
   place(source.get(), durability::on_disk, abort);
   source.release();
-  retry_while_in_use(lock_patience, abort,
-                     [&] { input_open_file_helper(source, path_, input_open_info_write, abort); });
+  // The rewrite is done: an abort from here on must not tell otherwise.
+  abort_callback_dummy no_abort;
+  retry_while_in_use(lock_patience, no_abort,
+                     [&] { input_open_file_helper(source, path_, input_open_info_write, no_abort); });
 }
 
 void file_rewriter::commit_new(durability wanted, abort_callback& abort) {

@@ -91,7 +91,7 @@ enum class edit_steps {
 /// all, nothing is. Otherwise, by what is left:
 ///
 ///   a range that keeps its size, or the end of the object    one write over it, one cut, or one write that goes past
-///   when it grows or goes                                    the old end; then a flush to the disk
+///   when it grows or goes (up to `tail_in_memory_limit`)     the old end; then a flush to the disk
 ///   several of those                                         the same, from the last to the first; but only
 ///                                                            `one_by_one`
 ///   anything else                                            one `file_rewriter` pass that copies the rest

@@ -1,14 +1,18 @@
 // Messages as lines of the terminal.
 #include "frame/host_services.h"
 #include "frame/text.h"
+#include "host/answers.h"
 #include "host/terminal.h"
 
+#include <atomic>
 #include <fmt/core.h>
 #include <string>
 
 namespace zelmora::host {
 
 namespace {
+
+constinit std::atomic<answers> answered{answers::asked};
 
 class popup_message_impl : public popup_message {
  public:
@@ -30,6 +34,10 @@ class popup_message_impl : public popup_message {
   bool ask(std::string_view question, std::string_view title) override {
     const auto text =
         title.empty() ? fmt::format("{} [y/N] ", question) : fmt::format("{}: {} [y/N] ", title, question);
+    if (answered.load() == answers::yes) {
+      terminal::get().print_error_line(escape_for_display(text) + "y");
+      return true;
+    }
     std::string answer;
     if (!terminal::get().ask_line(text, answer)) return false;
     return ascii_equal(answer, "y") || ascii_equal(answer, "yes");
@@ -39,5 +47,7 @@ class popup_message_impl : public popup_message {
 service_factory_single_t<popup_message_impl> factory;
 
 } // namespace
+
+void set_answers(answers wanted) noexcept { answered.store(wanted); }
 
 } // namespace zelmora::host

@@ -99,14 +99,19 @@ t_filestats input_wav::get_file_stats(abort_callback& abort) { return file_->get
 
 void input_wav::retag(const file_info& info, abort_callback& abort) {
   write_riff_tags(file_, path_, info, abort);
-  file_->reopen(abort);
-  parse(abort);
+  parse_again();
 }
 
 void input_wav::remove_tags(abort_callback& abort) {
   remove_riff_tags(file_, path_, abort);
-  file_->reopen(abort);
-  parse(abort);
+  parse_again();
+}
+
+/// After an edit, which is done and is not told as aborted.
+void input_wav::parse_again() {
+  abort_callback_dummy no_abort;
+  file_->reopen(no_abort);
+  parse(no_abort);
 }
 
 void input_wav::decode_initialize(std::uint32_t, std::uint32_t, abort_callback& abort) {

@@ -34,6 +34,7 @@ class input_wav : public input_stubs {
 
  private:
   void parse(abort_callback& abort);
+  void parse_again();
   void go_to_data(abort_callback& abort);
 
   file_ptr file_;

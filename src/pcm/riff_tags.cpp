@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <optional>
 #include <span>
 #include <utility>
@@ -48,11 +49,23 @@ byte_vector read_id3_bytes(file& file, const wave_extent& chunk, abort_callback&
   return read_bytes(file, chunk.position, std::min(chunk.size, size), abort);
 }
 
+byte_vector read_info_list(file& file, const wave_extent& chunk, abort_callback& abort) {
+  if (chunk.size > max_info_list) throw exception_io_data("An INFO list is too large");
+  return read_bytes(file, chunk.position, chunk.size, abort);
+}
+
 std::vector<riff_info_item> read_info_items(file& file, const wave_extent& chunk, abort_callback& abort) {
-  if (chunk.size > max_info_list) throw exception_io_data();
-  const auto payload = read_bytes(file, chunk.position, chunk.size, abort);
+  const auto payload = read_info_list(file, chunk, abort);
   const auto file_size = file.get_size(abort);
   return parse_riff_info(payload, file_size - std::min(file_size, chunk.position + chunk.size));
+}
+
+/// What no reader looks at, sizes beyond the file's end among it.
+std::vector<riff_info_item> read_hidden_info_items(file& file, const wave_extent& chunk, abort_callback& abort) {
+  constexpr auto any_size = std::numeric_limits<std::uint32_t>::max();
+  auto items = parse_riff_info(read_info_list(file, chunk, abort), any_size);
+  std::erase_if(items, [](const auto& item) { return has_riff_info_fields(std::span(&item, 1)); });
+  return items;
 }
 
 /// Runs `read` on an empty `file_info`; false, and `info` as it was, when there is no such chunk or it is damaged.
@@ -76,34 +89,39 @@ std::optional<wave_extent> find_first(const riff_layout& layout, riff_role role)
   return wave_extent{chunk->payload(), chunk->size};
 }
 
-/// The bytes of the ID3v2 tag that readers see; empty when there is none, or none that can be read.
-byte_vector find_old_id3(file& file, const riff_layout& layout, abort_callback& abort) {
-  byte_vector bytes;
+/// The first ID3v2 tag of a file.
+struct old_id3 {
+  byte_vector bytes;    ///< empty when there is none
+  bool is_seen = false; ///< by readers; one that is damaged may still hold pictures
+};
+
+old_id3 find_old_id3(file& file, const riff_layout& layout, abort_callback& abort) {
+  old_id3 result;
   file_info_impl ignored;
-  const bool is_read =
-      read_tag(find_first(layout, riff_role::id3), ignored, [&](const wave_extent& chunk, file_info& out) {
-        bytes = read_id3_bytes(file, chunk, abort);
-        read_id3v2(bytes, out);
-      });
-  return is_read ? bytes : byte_vector();
+  result.is_seen = read_tag(find_first(layout, riff_role::id3), ignored, [&](const wave_extent& chunk, file_info& out) {
+    result.bytes = read_id3_bytes(file, chunk, abort);
+    read_id3v2(result.bytes, out);
+  });
+  return result;
 }
 
 /// What an INFO list to come stands on: the fields of the first list, which is what readers see, and what is no field
-/// in any of them.
+/// in any of them. Nothing when readers can't read the first, and so see none: such lists are left alone.
 std::vector<riff_info_item> find_old_info(file& file, const riff_layout& layout, abort_callback& abort) {
   std::vector<riff_info_item> result;
   bool is_first = true;
   for (const auto& chunk : layout.chunks) {
     if (chunk.role != riff_role::info) continue;
-    std::vector<riff_info_item> items;
-    try {
-      items = read_info_items(file, {chunk.payload(), chunk.size}, abort);
-    } catch (const exception_io_data&) {
-      return {}; // What can't be read can't be kept, and so is not rewritten.
+    const wave_extent extent{chunk.payload(), chunk.size};
+    if (!std::exchange(is_first, false)) {
+      std::ranges::move(read_hidden_info_items(file, extent, abort), std::back_inserter(result));
+      continue;
     }
-    if (!std::exchange(is_first, false))
-      std::erase_if(items, [](const auto& item) { return has_riff_info_fields(std::span(&item, 1)); });
-    std::ranges::move(items, std::back_inserter(result));
+    try {
+      result = read_info_items(file, extent, abort);
+    } catch (const exception_io_data&) {
+      return {};
+    }
   }
   return result;
 }
@@ -115,10 +133,10 @@ bool has_soundcheck(const file_info& info) {
 
 riff_edit make_edit(file& file, const riff_layout& layout, const file_info& info, abort_callback& abort) {
   riff_edit edit;
-  const auto old_tag = find_old_id3(file, layout, abort);
+  const auto old = find_old_id3(file, layout, abort);
   // The free chunks of the file are all the padding that it needs.
-  auto tag = write_id3v2(old_tag, old_tag.size(), info, {.padding = id3v2_padding::none});
-  if (!old_tag.empty() && tag == old_tag) return edit; // Readers see no other tag: nothing has changed.
+  auto tag = write_id3v2(old.bytes, old.bytes.size(), info, {.padding = id3v2_padding::none});
+  if (old.is_seen && tag == old.bytes) return edit; // Readers see no other tag: nothing has changed.
 
   const auto old_items = find_old_info(file, layout, abort);
   const bool has_id3 = find_first(layout, riff_role::id3).has_value();

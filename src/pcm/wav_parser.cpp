@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 namespace zelmora {
 
@@ -154,13 +155,14 @@ void wav_parser::read_format(const chunk& c, abort_callback& abort) {
 }
 
 /// A block too small for its frame is a writer's slip: channels and width tell what a frame takes. A larger one may
-/// mean something, which is for the decoder to say.
+/// mean something, and so may a frame that no block could hold, which is for the decoder to say.
 void wav_parser::widen_block() {
   const auto frame = get_frame_size(format_);
-  if (get_sample_kind(format_) == wave_sample_kind::none || format_.block_align >= frame) return;
+  const bool is_possible = frame <= std::numeric_limits<std::uint16_t>::max();
+  if (get_sample_kind(format_) == wave_sample_kind::none || format_.block_align >= frame || !is_possible) return;
   warn(fmt::format("Block size of {} bytes is too small for {} channels of {} bits, {} bytes assumed",
                    format_.block_align, format_.channels, format_.bits, frame));
-  format_.block_align = checked_cast<std::uint16_t>(frame);
+  format_.block_align = static_cast<std::uint16_t>(frame);
 }
 
 void wav_parser::note_data(const chunk& c) {

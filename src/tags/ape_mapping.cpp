@@ -60,11 +60,11 @@ void set_if_any(file_info& info, std::string_view field, std::string_view value)
   if (!value.empty()) info.meta_set(field, repair_utf8(value));
 }
 
-/// True when `item` is a number or a total, which has been taken then.
+/// True when `item` is a number or a total, which has been taken then: one value, the first.
 bool read_number(const ape_item& item, file_info& info) {
+  const auto value = std::string_view(item.value).substr(0, item.value.find(between_values));
   for (const auto& pair : number_pairs) {
     if (ascii_equal(item.key, pair.key)) {
-      const auto value = std::string_view(item.value);
       const auto slash = std::min(value.find('/'), value.size());
       set_if_any(info, pair.number, value.substr(0, slash));
       set_if_any(info, pair.total, value.substr(std::min(slash + 1, value.size())));
@@ -72,7 +72,7 @@ bool read_number(const ape_item& item, file_info& info) {
     }
     for (const auto field : {pair.number, pair.total}) {
       if (!ascii_equal(item.key, field)) continue;
-      set_if_any(info, field, item.value);
+      set_if_any(info, field, value);
       return true;
     }
   }
@@ -209,10 +209,25 @@ std::string picture_name(std::span<const std::byte> picture) {
   return "hello." + (format == "jpeg" ? "jpg" : format);
 }
 
+/// Whether the items show `pictures` already, but for those that they can't hold.
+bool shows_the_same(const album_art_set& pictures, std::span<const ape_item> items) {
+  const auto shown = read_ape_pictures(items);
+  std::size_t wanted = 0;
+  for (const auto& picture : pictures) {
+    if (std::ranges::find(picture_keys, picture.id, &picture_key::id) == picture_keys.end()) continue;
+    ++wanted;
+    const auto there = find_album_art(shown, picture.id);
+    if (!there || !std::ranges::equal(there->bytes(), picture.data->bytes())) return false;
+  }
+  return wanted == shown.size();
+}
+
 } // namespace
 
-void write_ape_pictures(const album_art_set& pictures, std::vector<ape_item>& items) {
-  std::erase_if(items, [](const ape_item& item) { return find_picture_key(item) != nullptr; });
+bool write_ape_pictures(const album_art_set& pictures, std::vector<ape_item>& items) {
+  if (!pictures.empty() && shows_the_same(pictures, items)) return false;
+  const auto removed = std::erase_if(items, [](const ape_item& item) { return find_picture_key(item) != nullptr; });
+  const auto kept = items.size();
   for (const auto& picture : pictures) {
     const auto row = std::ranges::find(picture_keys, picture.id, &picture_key::id);
     if (row == picture_keys.end()) continue;
@@ -223,6 +238,7 @@ void write_ape_pictures(const album_art_set& pictures, std::vector<ape_item>& it
     value.append(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     items.push_back({false, ape_item_type::binary, std::string(row->key), std::move(value)});
   }
+  return removed != 0 || items.size() != kept;
 }
 
 } // namespace zelmora

@@ -18,8 +18,8 @@ void write_ape_fields(const file_info& info, std::vector<ape_item>& items);
 /// The pictures: of several with one id, the first. An item that holds no bytes behind its file name is none.
 album_art_set read_ape_pictures(std::span<const ape_item> items);
 
-/// Makes `pictures` the ones that the items hold; ids that no key stands for are left out. A picture that is too large
-/// for an item raises `exception_album_art_unsupported_format`.
-void write_ape_pictures(const album_art_set& pictures, std::vector<ape_item>& items);
+/// Makes `pictures` the ones that the items show; ids that no key stands for are left out. Answers whether that took a
+/// change. A picture that is too large for an item raises `exception_album_art_unsupported_format`.
+bool write_ape_pictures(const album_art_set& pictures, std::vector<ape_item>& items);
 
 } // namespace zelmora

@@ -148,9 +148,9 @@ std::vector<std::byte> convert_short_picture(std::span<const std::byte> payload)
 class frame_list_reader {
  public:
   frame_list_reader(std::span<const std::byte> body, bool damaged, std::size_t tag_size, const frame_filter& wanted,
-                    std::vector<frame>& out)
-      : in_(body), damaged_(damaged), inflation_left_(tag_size * 16 + inflation_allowance), wanted_(wanted), out_(out) {
-  }
+                    damaged_frames damaged_ones, std::vector<frame>& out)
+      : in_(body), damaged_(damaged), inflation_left_(tag_size * 16 + inflation_allowance), wanted_(wanted),
+        damaged_ones_(damaged_ones), out_(out) {}
 
   void skip_extended_header_v3() { in_.skip(in_.be32()); }
   void skip_extended_header_v4() {
@@ -168,7 +168,7 @@ class frame_list_reader {
       const auto payload = in_.take(size);
       const auto id = id_of_short_name(name->first);
       if (id == 0 && !is_wanted(0)) continue;
-      out_.push_back({id, id == fourcc("APIC") ? convert_short_picture(payload) : copy(payload)});
+      add(id, [&] { return id == fourcc("APIC") ? convert_short_picture(payload) : copy(payload); });
     }
   }
 
@@ -211,7 +211,16 @@ class frame_list_reader {
       const auto id = read_id(name);
       const bool unusable = (status & flags.status_unusable) != 0 || (format & flags.format_unusable) != 0;
       if (size == 0 || unusable || !is_wanted(id)) continue;
-      out_.push_back({id, unwrap(payload, format, flags)});
+      add(id, [&] { return unwrap(payload, format, flags); });
+    }
+  }
+
+  template <class MakePayload>
+  void add(std::uint32_t id, MakePayload make_payload) {
+    try {
+      out_.push_back({id, make_payload()});
+    } catch (const parseError&) {
+      if (damaged_ones_ == damaged_frames::raise) throw;
     }
   }
 
@@ -247,17 +256,19 @@ class frame_list_reader {
   bool damaged_;
   std::size_t inflation_left_;
   const frame_filter& wanted_;
+  damaged_frames damaged_ones_;
   std::vector<frame>& out_;
 };
 
-void parse_body(tag& result, std::span<const std::byte> body, std::uint8_t flags, const frame_filter& wanted) {
+void parse_body(tag& result, std::span<const std::byte> body, std::uint8_t flags, const frame_filter& wanted,
+                damaged_frames damaged) {
   // In 2.4 each frame tells for itself.
   synchronised plain;
   if ((flags & unsynchronised) != 0 && result.version < 4) {
     plain = undo_unsynchronisation(body);
     body = plain.data;
   }
-  frame_list_reader frames(body, plain.damaged, body.size(), wanted, result.frames);
+  frame_list_reader frames(body, plain.damaged, body.size(), wanted, damaged, result.frames);
   const bool is_extended = (flags & has_extended_header) != 0;
   switch (result.version) {
   case 2: return frames.read_v2();
@@ -299,7 +310,7 @@ synchronised undo_unsynchronisation(std::span<const std::byte> data) {
   return result;
 }
 
-tag parse(std::span<const std::byte> data, const frame_filter& wanted) {
+tag parse(std::span<const std::byte> data, const frame_filter& wanted, damaged_frames damaged) {
   try {
     be_reader in(data);
     if (in.text(3) != "ID3") throw parseError();
@@ -309,7 +320,7 @@ tag parse(std::span<const std::byte> data, const frame_filter& wanted) {
     const auto flags = in.u8();
     if ((flags & unknown_flags(result.version)) != 0) throw parseError();
     const auto size = read_synchsafe(in);
-    parse_body(result, in.take(size), flags, wanted);
+    parse_body(result, in.take(size), flags, wanted, damaged);
     return result;
   } catch (const zelmora_io::exception_io_data&) {
     throw parseError();
@@ -321,33 +332,36 @@ tag parse(std::span<const std::byte> data, const frame_filter& wanted) {
 
 namespace {
 
-/// Where zeros have to go so that no false synchronisation is left, one at the end included.
+/// Whether a zero has to go behind the byte at `i`: against a false synchronisation, at the end too, and before a zero
+/// that readers would take for one of ours. They do so in every frame of a tag whose header has the flag.
+bool needs_zero(std::span<const std::byte> payload, std::size_t i) {
+  if (payload[i] != std::byte{0xFF}) return false;
+  return i + 1 == payload.size() || is_false_sync(payload[i + 1]) || payload[i + 1] == std::byte{0};
+}
+
 std::size_t count_unsynchronisation(std::span<const std::byte> payload) {
   std::size_t count = 0;
-  bool is_needed = false;
-  for (std::size_t i = 0; i < payload.size(); ++i) {
-    if (payload[i] != std::byte{0xFF}) continue;
-    const bool is_last = i + 1 == payload.size();
-    const bool is_sync = is_last || is_false_sync(payload[i + 1]);
-    is_needed = is_needed || is_sync;
-    if (is_sync || payload[i + 1] == std::byte{0}) ++count;
-  }
-  return is_needed ? count : 0;
+  for (std::size_t i = 0; i < payload.size(); ++i)
+    if (needs_zero(payload, i)) ++count;
+  return count;
 }
 
 void append_unsynchronised(std::vector<std::byte>& out, std::span<const std::byte> payload) {
   for (std::size_t i = 0; i < payload.size(); ++i) {
     out.push_back(payload[i]);
-    if (payload[i] != std::byte{0xFF}) continue;
-    if (i + 1 == payload.size() || is_false_sync(payload[i + 1]) || payload[i + 1] == std::byte{0})
-      out.push_back(std::byte{0});
+    if (needs_zero(payload, i)) out.push_back(std::byte{0});
   }
 }
 
+/// The size of a frame's body, which whoever parses the tag again must accept.
+std::uint32_t checked_frame_size(std::size_t size) {
+  if (size >= frame_size_limit) throw writeError();
+  return static_cast<std::uint32_t>(size);
+}
+
 void append_frame_v3(std::vector<std::byte>& out, const frame& f) {
-  if (f.payload.size() >= synchsafe_limit) throw writeError();
   put_be32(out, f.id);
-  put_be32(out, static_cast<std::uint32_t>(f.payload.size()));
+  put_be32(out, checked_frame_size(f.payload.size()));
   out.insert(out.end(), 2, std::byte{0});
   out.insert(out.end(), f.payload.begin(), f.payload.end());
 }
@@ -356,12 +370,12 @@ void append_frame_v4(std::vector<std::byte>& out, const frame& f) {
   const auto zeros = count_unsynchronisation(f.payload);
   put_be32(out, f.id);
   if (zeros == 0) {
-    put_be32(out, synchsafe(f.payload.size()));
+    put_be32(out, synchsafe(checked_frame_size(f.payload.size())));
     out.insert(out.end(), 2, std::byte{0});
     out.insert(out.end(), f.payload.begin(), f.payload.end());
     return;
   }
-  put_be32(out, synchsafe(f.payload.size() + zeros + 4));
+  put_be32(out, synchsafe(checked_frame_size(f.payload.size() + zeros + 4)));
   out.push_back(std::byte{0});
   out.push_back(std::byte{flags_of_v4.unsynchronisation | flags_of_v4.length_indicator});
   put_be32(out, synchsafe(f.payload.size()));

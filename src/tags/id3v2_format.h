@@ -6,23 +6,23 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <span>
+#include <stdexcept>
 #include <vector>
 
 namespace zelmora::id3parser {
 
-class parseError : public std::exception {
+class parseError : public std::runtime_error {
  public:
-  const char* what() const noexcept override { return "ID3v2 parse error"; }
+  parseError() : std::runtime_error("ID3v2 parse error") {}
 };
-class writeError : public std::exception {
+class writeError : public std::runtime_error {
  public:
-  const char* what() const noexcept override { return "ID3v2 write error"; }
+  writeError() : std::runtime_error("ID3v2 write error") {}
 };
 
-/// Frames of this size and more make a tag unreadable, and inflate to no more [bytes].
+/// Frames of this size and more make a tag unreadable, are not written, and inflate to no more [bytes].
 inline constexpr std::size_t frame_size_limit = 0x4000000;
 /// What a synchsafe number of four bytes can't hold [bytes].
 inline constexpr std::size_t synchsafe_limit = 0x10000000;
@@ -46,13 +46,16 @@ struct tag {
   unsigned version = 0; ///< 2, 3 or 4
 };
 
+enum class damaged_frames { raise, leave_out };
+
 /// The tag that `data` begins with. Version 2.2 names become those of 2.3. Raises `parseError` when the structure is
-/// damaged anywhere.
-tag parse(std::span<const std::byte> data, const frame_filter& wanted = nullptr);
+/// damaged anywhere, and by default for a wanted frame whose payload is.
+tag parse(std::span<const std::byte> data, const frame_filter& wanted = nullptr,
+          damaged_frames damaged = damaged_frames::raise);
 
 /// `source` as bytes. Where it fits into `old_size` with no more than `padding_limit` to spare it has exactly that
 /// size; otherwise it gets up to 2048 bytes of padding within that limit. Raises `writeError` for versions other than 3
-/// and 4 and for what is too large.
+/// and 4 and for what is too large, a single frame included.
 std::vector<std::byte> serialize(const tag& source, std::uint64_t old_size, std::size_t padding_limit);
 
 /// Undoes unsynchronisation. `damaged` tells that the data ended at a false synchronisation.

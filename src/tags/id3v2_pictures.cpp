@@ -100,7 +100,8 @@ frame make_frame(const album_art_entry& entry) {
 } // namespace
 
 album_art_set read_id3v2_pictures(std::span<const std::byte> data) {
-  const auto source = parse_id3v2(data, [](std::uint32_t id) { return id == picture_id; });
+  const auto is_picture = [](std::uint32_t id) { return id == picture_id; };
+  const auto source = parse_id3v2(data, is_picture, id3parser::damaged_frames::leave_out);
   const picture_kinds kinds(source.frames);
   album_art_set result;
   for (const auto& f : source.frames) {
@@ -119,7 +120,11 @@ std::vector<std::byte> write_id3v2_pictures(std::span<const std::byte> old_tag, 
   if (made.version != 0 && made.version != version) {
     // Another version has other frames for the same fields: those come first.
     file_info_impl info;
-    read_id3v2(old_tag, info);
+    try {
+      read_id3v2(old_tag, info);
+    } catch (const zelmora_io::exception_io_data&) {
+      // It says nothing.
+    }
     const auto base = write_id3v2(old_tag, old_size, info, options);
     if (!base.empty()) return write_id3v2_pictures(base, old_size, pictures, options);
   }

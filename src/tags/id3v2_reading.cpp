@@ -74,6 +74,7 @@ class frame_reader {
 
   void read() {
     if (is_strict() && !is_among(row_.proper_in, context_.version)) throw parseError();
+    if (names_no_field()) return;
     switch (row_.reading) {
     case id3v2_reading::one: return add_value(out_, field_, first_string());
     case id3v2_reading::many: return read_many();
@@ -94,6 +95,26 @@ class frame_reader {
   bool is_strict() const { return context_.rule == strictness::strict; }
   id3parser::string_cursor strings() const { return text_of(source_, context_.rule); }
   std::string first_string() const { return strings().next().value_or(std::string()); }
+
+  /// What a field with a description is called.
+  std::string described_field(std::string_view description) const {
+    return description.empty() ? std::string(field_) : fmt::format("{} {}", field_, description);
+  }
+
+  /// Whether the frame has a name of its own that no field can have, in letters beyond ASCII for one. Nobody can see
+  /// it, so nobody can want it gone: it says nothing.
+  bool names_no_field() const {
+    const bool is_comment = row_.reading == id3v2_reading::comment;
+    const bool is_free_text = row_.reading == id3v2_reading::free_text;
+    if (!is_comment && !is_free_text && row_.reading != id3v2_reading::free_url) return false;
+    auto cursor = is_comment ? described_text_of(source_, strictness::lenient) : text_of(source_, strictness::lenient);
+    auto name = cursor.next().value_or(std::string());
+    if (is_free_text)
+      name.resize(length_without_number(name));
+    else
+      name = described_field(name);
+    return !name.empty() && !file_info::is_valid_field_name(name);
+  }
 
   void read_many() {
     auto cursor = strings();
@@ -203,16 +224,15 @@ class frame_reader {
     if (description.starts_with(itunes_prefix)) return;
     auto text = cursor.next();
     if (!text) return;
-    add_value(out_, description.empty() ? std::string(field_) : fmt::format("{} {}", field_, description),
-              std::move(*text));
+    add_value(out_, described_field(description), std::move(*text));
   }
 
   void read_free_text() {
     auto cursor = strings();
     auto name = cursor.next().value_or(std::string());
-    if (cursor.is_at_end()) return refuse_when_strict();
+    if (count_strings(source_) < 2) return refuse_when_strict();
     if (is_replaygain_field(name)) {
-      auto value = *cursor.next();
+      auto value = cursor.next().value_or(std::string());
       if (std::ranges::none_of(value, is_digit)) return refuse_when_strict();
       return add_value(out_, name, std::move(value));
     }
@@ -223,11 +243,10 @@ class frame_reader {
 
   void read_free_url() {
     auto cursor = strings();
-    const auto description = cursor.next().value_or(std::string());
+    const auto description = cursor.next();
     const auto rest = cursor.rest();
-    if (rest.empty()) return refuse_when_strict();
-    add_value(out_, description.empty() ? std::string(field_) : fmt::format("{} {}", field_, description),
-              url_text(rest));
+    if (!description || rest.empty()) return refuse_when_strict();
+    add_value(out_, described_field(*description), url_text(rest));
   }
 
   void read_url() {

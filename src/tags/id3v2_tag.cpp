@@ -1,5 +1,6 @@
 #include "tags/id3v2_tag.h"
 
+#include "frame/exceptions.h"
 #include "frame/replaygain_text.h"
 #include "frame/text.h"
 #include "tags/id3v2_whole.h"
@@ -16,17 +17,17 @@ using id3parser::tag;
 
 namespace {
 
+constexpr std::string_view album_artist_field = "album artist";
+
 id3v2_context configured_context(unsigned version) {
   return {version, id3parser::strictness::lenient, id3v2_maps_tpe2_to_album_artist()};
 }
-
-bool has_a_row(std::uint32_t id) { return find_id3v2_row(id) != nullptr; }
 
 /// All that a tag says, the album artist of a compilation included.
 field_map read_all_fields(const tag& source) {
   auto fields = read_frame_fields(source.frames, configured_context(source.version));
   if (const auto artist = implied_album_artist(fields); !artist.empty())
-    fields.insert_or_assign("album artist", std::vector<std::string>{std::string(artist)});
+    fields.insert_or_assign(std::string(album_artist_field), std::vector<std::string>{std::string(artist)});
   return fields;
 }
 
@@ -45,13 +46,19 @@ std::string_view without_alias(std::string_view name) {
   return found == field_aliases.end() ? name : found->field;
 }
 
+/// A zero byte, which ends a string in a frame, parts two values.
+void add_values(field_map& out, std::string_view field, std::string_view text) {
+  while (!text.empty()) {
+    const auto value = text.substr(0, text.find('\0'));
+    text.remove_prefix(std::min(value.size() + 1, text.size()));
+    if (!value.empty()) out[std::string(field)].emplace_back(value);
+  }
+}
+
 void add_meta_fields(field_map& out, const file_info& info) {
   for (std::size_t i = 0; i < info.meta_get_count(); ++i) {
     const auto name = without_alias(info.meta_enum_name(i));
-    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) {
-      const auto& value = info.meta_enum_value(i, n);
-      if (!value.empty()) out[std::string(name)].push_back(value);
-    }
+    for (std::size_t n = 0; n < info.meta_enum_value_count(i); ++n) add_values(out, name, info.meta_enum_value(i, n));
   }
 }
 
@@ -89,6 +96,15 @@ field_map fields_of(const file_info& info) {
 // --- writing
 // -----------------------------------------------------------------------------------------------------------
 
+/// What a compilation shows as its album artist, and no frame of `old` holds, is not written when it is only seen.
+void drop_implied_album_artist(const tag& old, field_map& wanted) {
+  auto artist = wanted.extract(std::string(album_artist_field));
+  if (artist.empty()) return;
+  const auto seen = implied_album_artist(read_frame_fields(old.frames, configured_context(old.version)));
+  const bool is_implied = !seen.empty() && implied_album_artist(wanted) == seen;
+  if (!is_implied || artist.mapped() != std::vector<std::string>{std::string(seen)}) wanted.insert(std::move(artist));
+}
+
 /// Whether `old` says `wanted` already, to the last value.
 bool says_already(const tag& old, field_map wanted, const file_info& info) {
   const auto found = wanted.find(soundcheck_comment_field);
@@ -124,10 +140,10 @@ std::uint64_t id3v2_tag_size(std::span<const std::byte> header) {
 }
 
 void read_id3v2(std::span<const std::byte> data, file_info& info) {
-  const auto source = parse_id3v2(data, has_a_row);
+  const auto source = parse_id3v2(data, is_field_frame);
   auto gains = info.get_replaygain();
   for (const auto& [name, values] : read_all_fields(source)) {
-    if (set_replaygain_field(gains, name, values.front()) || !file_info::is_valid_field_name(name)) continue;
+    if (set_replaygain_field(gains, name, values.front())) continue;
     for (const auto& value : values) info.meta_add(name, value);
   }
   info.set_replaygain(gains);
@@ -142,11 +158,16 @@ std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint
   auto fields = fields_of(info);
   if (made.version == version && old_tag.size() == old_size && says_already(made, fields, info))
     return {old_tag.begin(), old_tag.end()};
+  drop_implied_album_artist(made, fields);
   if (clears_soundcheck(info))
     std::erase_if(made.frames, [](const auto& f) { return comment_text(f, soundcheck_comment).has_value(); });
   if (made.version == 0) made.version = version;
   set_version(made, version);
-  rebuild_frames(made, std::move(fields), configured_context(version), configured_frame_options(version));
+  try {
+    rebuild_frames(made, std::move(fields), configured_context(version), configured_frame_options(version));
+  } catch (const id3parser::writeError& failure) {
+    throw zelmora_io::exception_io_data(failure.what());
+  }
   return serialize_id3v2(made, old_size, options.padding);
 }
 

@@ -33,8 +33,8 @@ struct id3v2_write_options {
 
 /// A tag that says what `info` says, in place of `old_tag` (empty when there is none), which took `old_size` bytes of
 /// the file. Frames of the old tag that still hold are kept byte for byte. The result has `old_size` bytes when it fits
-/// there and padding allows; with nothing to say it is empty. Raises `exception_io_data` when the tag would be too
-/// large.
+/// there and padding allows; with nothing to say it is empty. Raises `exception_io_data` for what could not be read
+/// back: a tag or a frame that would be too large, or have too many values.
 std::vector<std::byte> write_id3v2(std::span<const std::byte> old_tag, std::uint64_t old_size, const file_info& info,
                                    const id3v2_write_options& options = {});
 

@@ -108,14 +108,15 @@ frame begin_frame(std::uint32_t id, text_encoding encoding) {
 
 string_cursor::string_cursor(text_encoding encoding, std::span<const std::byte> body, strictness rule)
     : encoding_(encoding), body_(body), rule_(rule) {
-  // An odd last byte is no unit.
-  if (is_wide(encoding)) body_ = body_.first(body_.size() / 2 * 2);
   if (count_terminators(encoding, body_) > terminator_limit) throw parseError();
 }
+
+bool string_cursor::is_at_end() const { return position_ + unit_size(encoding_) > body_.size(); }
 
 std::span<const std::byte> string_cursor::take_raw() {
   const auto raw = rest().first(find_terminator(encoding_, rest()));
   position_ += raw.size();
+  if (is_at_end()) position_ = body_.size(); // An odd byte behind an unterminated string is no other one.
   const auto step = unit_size(encoding_);
   while (!is_at_end() && find_terminator(encoding_, rest()) == 0) position_ += step;
   return raw;
@@ -181,6 +182,7 @@ void append_string(std::vector<std::byte>& out, text_encoding encoding, std::str
 }
 
 frame make_text_frame(std::uint32_t id, text_encoding encoding, std::span<const std::string> strings) {
+  if (strings.size() > terminator_limit) throw writeError();
   auto result = begin_frame(id, encoding);
   for (const auto& text : strings) append_string(result.payload, encoding, text);
   return result;

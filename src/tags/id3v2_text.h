@@ -34,10 +34,11 @@ class string_cursor {
 
   /// The next string; none at the end. Terminators in a row are one. Only a first string can be empty.
   std::optional<std::string> next();
-  bool is_at_end() const { return position_ >= body_.size(); }
+  /// An odd last byte of two-byte text is no string.
+  bool is_at_end() const;
   /// Leaves the next string out without decoding it.
   void skip();
-  /// What follows, undecoded.
+  /// What follows to the last byte, undecoded.
   std::span<const std::byte> rest() const { return body_.subspan(position_); }
 
  private:
@@ -59,7 +60,7 @@ std::size_t count_strings(const frame& source);
 /// `text` as `encoding` has it, with its terminator. UTF-16 big-endian is never written: `writeError`.
 void append_string(std::vector<std::byte>& out, text_encoding encoding, std::string_view text);
 
-/// A text frame of these strings.
+/// A text frame of these strings. Raises `writeError` for more than can be read back.
 frame make_text_frame(std::uint32_t id, text_encoding encoding, std::span<const std::string> strings);
 /// A `COMM` or `USLT` in English.
 frame make_described_frame(std::uint32_t id, text_encoding encoding, std::string_view description,

@@ -1,6 +1,7 @@
 #include "tags/id3v2_whole.h"
 
 #include "frame/exceptions.h"
+#include "tags/id3v2_reading.h"
 #include "tags/tag_settings.h"
 
 namespace zelmora {
@@ -9,21 +10,30 @@ using id3parser::parseError;
 using id3parser::tag;
 using zelmora_io::exception_io_data;
 
-tag parse_id3v2(std::span<const std::byte> data, const id3parser::frame_filter& wanted) {
+tag parse_id3v2(std::span<const std::byte> data, const id3parser::frame_filter& wanted,
+                id3parser::damaged_frames damaged) {
   try {
-    return id3parser::parse(data, wanted);
+    return id3parser::parse(data, wanted, damaged);
   } catch (const parseError& failure) {
     throw exception_io_data(failure.what());
   }
 }
 
+bool is_field_frame(std::uint32_t id) { return find_id3v2_row(id) != nullptr; }
+
 tag parse_replaceable_id3v2(std::span<const std::byte> old_tag) {
   if (old_tag.empty()) return {};
+  // A frame without a name can't be written: readers would take it for the end of the frames.
+  const auto has_name = [](std::uint32_t id) { return id != 0; };
+  tag result;
   try {
-    return id3parser::parse(old_tag);
+    result = id3parser::parse(old_tag, has_name, id3parser::damaged_frames::leave_out);
+    id3parser::parse(old_tag, is_field_frame);
   } catch (const parseError&) {
-    return {};
+    // To readers of fields the tag is none; its pictures they may have seen.
+    std::erase_if(result.frames, [](const id3parser::frame& f) { return is_field_frame(f.id); });
   }
+  return result;
 }
 
 unsigned choose_id3v2_version(const id3v2_write_options& options, const tag& old) {

@@ -24,7 +24,6 @@ using id3parser::text_encoding;
 
 namespace {
 
-constexpr std::string_view album_artist_field = "album artist";
 constexpr std::string_view url_prefix = "www";
 constexpr std::string_view comment_field = "comment";
 
@@ -301,13 +300,6 @@ class frame_maker {
   const id3v2_frame_options& options_;
 };
 
-/// A compilation shows an album artist that no frame holds. When that is what is wanted, none has to be written.
-void drop_implied_album_artist(const std::vector<frame>& kept, field_map& wanted, const id3v2_context& context) {
-  const auto found = wanted.find(album_artist_field);
-  if (found == wanted.end() || found->second.size() != 1) return;
-  if (implied_album_artist(read_frame_fields(kept, context)) == found->second.front()) wanted.erase(found);
-}
-
 } // namespace
 
 id3v2_frame_options configured_frame_options(unsigned version) {
@@ -318,7 +310,6 @@ id3v2_frame_options configured_frame_options(unsigned version) {
 void rebuild_frames(tag& target, field_map fields, const id3v2_context& context, const id3v2_frame_options& options) {
   std::erase_if(target.frames, has_numbered_name);
   target.frames = frame_sorter(fields, context).sort(std::move(target.frames));
-  drop_implied_album_artist(target.frames, fields, context);
   frame_maker maker(target.frames, fields, target.version, options);
   for (const auto& row : id3v2_table::rows)
     if (row.writing != id3v2_writing::none) maker.make_from_row(row, id3v2_field_name(row, context));

@@ -1,5 +1,6 @@
 #include "tags/tag_merge.h"
 
+#include "frame/replaygain_text.h"
 #include "frame/text.h"
 
 #include <algorithm>
@@ -47,6 +48,15 @@ void merge_weaker_tag(file_info& out, const file_info& source) {
 
 bool has_tag_content(const file_info& info) {
   return info.meta_get_count() != 0 || info.get_replaygain() != replaygain_info();
+}
+
+bool says_the_same(const file_info& a, const file_info& b) {
+  using namespace replaygain_field;
+  const auto gains_a = a.get_replaygain();
+  const auto gains_b = b.get_replaygain();
+  for (const auto name : {track_gain, track_peak, album_gain, album_peak})
+    if (get_replaygain_field(gains_a, name) != get_replaygain_field(gains_b, name)) return false;
+  return a.has_same_meta(b);
 }
 
 tag_kinds_found parse_tag_type(std::string_view tag_type) {

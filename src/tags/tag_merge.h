@@ -1,5 +1,5 @@
 // How the tags of one file become one `file_info`: the strongest tag gives the fields, weaker ones only gains and
-// SoundCheck information.
+// SoundCheck information. And how two records compare.
 #pragma once
 
 #include "frame/file_info.h"
@@ -15,6 +15,9 @@ void merge_weaker_tag(file_info& out, const file_info& source);
 
 /// Whether a tag holds anything but its own kind: a field or a gain.
 bool has_tag_content(const file_info& info);
+
+/// Whether two records hold the same fields, and gains that are written alike.
+bool says_the_same(const file_info& a, const file_info& b);
 
 /// The kinds that "tagtype" names.
 struct tag_kinds_found {

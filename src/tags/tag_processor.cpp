@@ -3,6 +3,7 @@
 #include "frame/exceptions.h"
 #include "frame/rewrite.h"
 #include "tags/ape_mapping.h"
+#include "tags/id3v2_gapless.h"
 #include "tags/id3v2_pictures.h"
 #include "tags/id3v2_tag.h"
 #include "tags/soundcheck.h"
@@ -19,12 +20,6 @@ namespace zelmora {
 using namespace zelmora_io;
 
 namespace {
-
-/// The tags at the head, and the bytes of the first as far as they are there.
-struct id3v2_head {
-  id3v2_zone zone;
-  std::vector<std::byte> first_tag;
-};
 
 /// The size of the ID3v2 tag at the stream's position; 0 when there is none, and then the stream is back there.
 std::uint64_t find_tag(file& source, abort_callback& abort) {
@@ -55,29 +50,41 @@ std::vector<std::byte> read_first_tag(file& source, abort_callback& abort) {
   return tag;
 }
 
-id3v2_head read_head(file& source, abort_callback& abort) {
-  source.ensure_seekable();
-  id3v2_head result;
-  result.zone = tag_processor::skip_id3v2(source, abort);
+/// The same; one that goes past the end counts as absent.
+std::vector<std::byte> read_first_tag_if_whole(file& source, abort_callback& abort) {
   try {
-    result.first_tag = read_first_tag(source, abort);
+    return read_first_tag(source, abort);
   } catch (const exception_io_data&) {
-    // It is replaced without being read.
+    return {};
   }
-  return result;
 }
 
-file_edit write_head(file& source, const file_info& info, abort_callback& abort) {
-  const auto head = read_head(source, abort);
-  return {0, head.zone.size, write_id3v2(head.first_tag, head.zone.size, info)};
+/// What is the last tag's and what is audio can't be told where that tag goes past the end.
+void refuse_cut_head(const id3v2_zone& zone) {
+  if (zone.is_cut) throw exception_io_data("Can't write tags: the ID3v2 tag goes past the end of the file");
 }
 
-/// A stream that is nothing but tags keeps them: what would be left is no file of any kind.
-file_edit remove_head(file& source, abort_callback& abort) {
-  const auto zone = tag_processor::skip_id3v2(source, abort);
-  const bool is_all = zone.size >= source.get_size_ex(abort);
-  return {0, is_all ? 0 : zone.size, {}};
+file_edit write_head(file& source, const id3v2_zone& zone, const file_info& info, abort_callback& abort) {
+  refuse_cut_head(zone);
+  return {0, zone.size, write_id3v2(read_first_tag_if_whole(source, abort), zone.size, info)};
 }
+
+/// `size` is what the stream will have with the head. One that is nothing but its head keeps it: what would be left is
+/// no file of any kind.
+file_edit remove_head(const id3v2_zone& zone, std::uint64_t size) { return {0, zone.size >= size ? 0 : zone.size, {}}; }
+
+file_edit remove_head(file& source, const id3v2_zone& zone, std::uint64_t size, apple_gapless gapless,
+                      abort_callback& abort) {
+  auto edit = remove_head(zone, size);
+  if (edit.end != 0 && gapless == apple_gapless::configured && id3v2_retains_apple_gapless())
+    edit.content = keep_apple_gapless(read_first_tag_if_whole(source, abort), edit.end);
+  return edit;
+}
+
+/// Where a tail may begin: what stands in the head is the head's. But one that goes past the end has no word in that.
+std::uint64_t tail_floor(const id3v2_zone& zone) { return zone.is_cut ? 0 : zone.size; }
+
+std::uint64_t size_after(const file_edit& tail) { return tail.begin + tail.content.size(); }
 
 trailing_kinds to_trailing_kinds(tag_kinds kinds) {
   const bool ape = has_kind(kinds, tag_kinds::ape);
@@ -86,12 +93,42 @@ trailing_kinds to_trailing_kinds(tag_kinds kinds) {
   return ape ? trailing_kinds::ape : id3v1 ? trailing_kinds::id3v1 : trailing_kinds::none;
 }
 
-/// Head and tail in one go. A tail that begins within the head, as in a file of tags alone, can't be told from it: the
-/// head has it.
+/// Whether the file still reads as the old one with the new tail and the old head: there is nothing but ID3v1 in the
+/// tail, and the head has fields.
+bool reads_alike_with(const file_edit& tail, file& source, abort_callback& abort) {
+  constexpr std::string_view id3v1_magic = "TAG";
+  if (tail.end - tail.begin != id3v1_size || tail.content.size() != id3v1_size) return false;
+  std::array<std::byte, id3v1_magic.size()> old{};
+  source.seek(tail.begin, abort);
+  source.read_object(old.data(), old.size(), abort);
+  if (!starts_with(old, id3v1_magic) || !starts_with(tail.content, id3v1_magic)) return false;
+  file_info_impl head;
+  try {
+    zelmora::read_id3v2(read_first_tag_if_whole(source, abort), head);
+  } catch (const exception_io_data&) {
+    return false;
+  }
+  return has_tag_content(head);
+}
+
+file_edit write_head_pictures(file& source, const id3v2_zone& zone, const album_art_set& pictures,
+                              abort_callback& abort) {
+  return {0, zone.size, write_id3v2_pictures(read_first_tag_if_whole(source, abort), zone.size, pictures)};
+}
+
+/// Nothing where the pictures are these already.
+file_edit write_tail_pictures(trailing_zone tail, const album_art_set& pictures) {
+  if (!write_ape_pictures(pictures, tail.ape->items)) return {tail.begin, tail.begin, {}};
+  auto content = format_ape_tag(tail.ape->items);
+  if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
+  return {tail.begin, tail.end, std::move(content)};
+}
+
+/// Head and tail in one go.
 void apply(file_ptr& target, std::string_view path, file_edit head, file_edit tail, abort_callback& abort) {
-  if (tail.begin < head.end) tail.begin = std::min(head.end, tail.end);
+  const bool is_tail_first = reads_alike_with(tail, *target, abort);
   const std::array edits{std::move(head), std::move(tail)};
-  apply_edits(target, path, edits, abort);
+  apply_edits(target, path, edits, abort, is_tail_first ? edit_steps::one_by_one : edit_steps::together);
 }
 
 } // namespace
@@ -105,7 +142,8 @@ id3v2_zone tag_processor::skip_id3v2(file& source, abort_callback& abort) {
     if (size == 0) return zone;
     // A tag that goes past the end takes all there is.
     const auto length = source.get_size(abort);
-    zone.size = length == file::unknown_size ? zone.size + size : std::min(zone.size + size, length);
+    zone.is_cut = length != file::unknown_size && size > length - zone.size;
+    zone.size = zone.is_cut ? length : zone.size + size;
     ++zone.count;
     source.seek(zone.size, abort);
   }
@@ -122,9 +160,10 @@ std::uint64_t tag_processor::read_trailing(file& source, file_info& info, abort_
 }
 
 void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
+  const auto first_tag = read_first_tag_if_whole(source, abort);
   file_info_impl head;
   try {
-    read_id3v2(source, head, abort);
+    if (!first_tag.empty()) zelmora::read_id3v2(first_tag, head);
   } catch (const exception_io_data&) {
     head = file_info_impl();
   }
@@ -134,7 +173,7 @@ void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
   file_info_impl tail;
   bool has_tail = true;
   try {
-    read_trailing(source, tail, abort);
+    read_trailing_tags(source, tail, abort, first_tag.size());
   } catch (const exception_io_data&) {
     has_tail = false;
   }
@@ -145,53 +184,55 @@ void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
 
 void tag_processor::write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
                           abort_callback& abort) {
-  auto tail = write_trailing_tags(*target, info, to_trailing_kinds(kinds), abort);
-  auto head = has_kind(kinds, tag_kinds::id3v2) ? write_head(*target, info, abort) : remove_head(*target, abort);
+  const auto zone = skip_id3v2(*target, abort);
+  refuse_cut_head(zone);
+  auto tail = write_trailing_tags(*target, info, to_trailing_kinds(kinds), abort, zone.size);
+  auto head =
+      has_kind(kinds, tag_kinds::id3v2) ? write_head(*target, zone, info, abort) : remove_head(zone, size_after(tail));
   apply(target, path, std::move(head), std::move(tail), abort);
 }
 
 void tag_processor::remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort) {
-  const std::array edits{remove_head(*target, abort)};
+  const std::array edits{remove_head(skip_id3v2(*target, abort), target->get_size_ex(abort))};
   apply_edits(target, path, edits, abort);
 }
 
 void tag_processor::remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort) {
-  const std::array edits{remove_trailing_tags(*target, abort)};
+  const auto zone = skip_id3v2(*target, abort);
+  const std::array edits{remove_trailing_tags(*target, abort, tail_floor(zone))};
   apply_edits(target, path, edits, abort);
 }
 
-void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort) {
-  auto tail = remove_trailing_tags(*target, abort);
-  apply(target, path, remove_head(*target, abort), std::move(tail), abort);
+void tag_processor::remove_all(file_ptr& target, std::string_view path, abort_callback& abort, apple_gapless gapless) {
+  const auto zone = skip_id3v2(*target, abort);
+  auto tail = remove_trailing_tags(*target, abort, tail_floor(zone));
+  auto head = remove_head(*target, zone, size_after(tail), gapless, abort);
+  apply(target, path, std::move(head), std::move(tail), abort);
 }
 
 album_art_set tag_processor::read_pictures(file& source, abort_callback& abort) {
   source.ensure_seekable();
   const auto tag = read_first_tag(source, abort);
   if (!tag.empty()) return read_id3v2_pictures(tag);
-  const auto tail = scan_trailing_tags(source, lyrics3_blocks::stay, abort);
+  const auto tail = scan_trailing_tags(source, tail_use::replace, abort);
   if (!tail.ape) throw exception_album_art_not_found();
   return read_ape_pictures(tail.ape->items);
 }
 
 void tag_processor::write_pictures(file_ptr& target, std::string_view path, const album_art_set& pictures,
                                    abort_callback& abort) {
-  const auto head = read_head(*target, abort);
-  auto tail = scan_trailing_tags(*target, lyrics3_blocks::stay, abort);
-  if (head.zone.count == 0 && tail.ape) {
-    write_ape_pictures(pictures, tail.ape->items);
-    auto content = format_ape_tag(tail.ape->items);
-    if (tail.id3v1) content.insert(content.end(), tail.id3v1->begin(), tail.id3v1->end());
-    const std::array edits{file_edit{tail.begin, tail.end, std::move(content)}};
-    return apply_edits(target, path, edits, abort);
-  }
-  const std::array edits{file_edit{0, head.zone.size, write_id3v2_pictures(head.first_tag, head.zone.size, pictures)}};
+  const auto head = skip_id3v2(*target, abort);
+  refuse_cut_head(head);
+  auto tail = head.count == 0 ? scan_trailing_tags(*target, tail_use::replace, abort) : trailing_zone();
+  const std::array edits{tail.ape ? write_tail_pictures(std::move(tail), pictures)
+                                  : write_head_pictures(*target, head, pictures, abort)};
   apply_edits(target, path, edits, abort);
 }
 
-tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info) {
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const id3v2_zone& head, const file_info& info) {
   const auto* const type = current.info_get(info_field::tagtype);
-  const auto found = parse_tag_type(type == nullptr ? std::string_view() : *type);
+  auto found = parse_tag_type(type == nullptr ? std::string_view() : *type);
+  found.id3v2 = found.id3v2 || head.count != 0;
   auto kinds = tag_kinds::none;
   if (found.ape || found.id3v2) {
     if (found.ape) kinds = kinds | tag_kinds::ape;
@@ -227,7 +268,8 @@ class id3v2_tag_service_impl : public id3v2_tag_service {
   }
   void write(file& target, const file_info& info, abort_callback& abort) override {
     file_ptr object(&target);
-    const std::array edits{write_head(target, info, abort)};
+    const auto zone = tag_processor::skip_id3v2(target, abort);
+    const std::array edits{write_head(target, zone, info, abort)};
     apply_edits(object, {}, edits, abort);
   }
   void remove(file& target, abort_callback& abort) override {

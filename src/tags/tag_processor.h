@@ -20,10 +20,17 @@ constexpr bool has_kind(tag_kinds kinds, tag_kinds one) {
   return (static_cast<std::uint32_t>(kinds) & static_cast<std::uint32_t>(one)) != 0;
 }
 
+/// What becomes of the encoder's delay that iTunes keeps in a comment of ID3v2, when all tags are removed.
+enum class apple_gapless {
+  removed,
+  configured ///< it stays, in a tag of its own, if "tagging.id3.retainAppleGapless" says so
+};
+
 /// The ID3v2 tags that a stream begins with.
 struct id3v2_zone {
   std::uint64_t size = 0; ///< [bytes]
   std::size_t count = 0;  ///< only the first is ever parsed
+  bool is_cut = false;    ///< the last claims more than there is, and `size` is all there is
 };
 
 /// Every operation raises what the stream raises, `exception_aborted` included. A damaged tag counts as absent.
@@ -41,12 +48,14 @@ class tag_processor {
 
   /// Makes `kinds` the tags of `target`, all of them saying `info`. The object at `path` holds the old bytes or the new
   /// at every moment; `target` is open on it afterwards. With no path, or one that can't be replaced, the bytes are
-  /// moved within `target`. Nothing is written when nothing changes.
+  /// moved within `target`. Nothing is written when nothing changes. A head that goes past the end raises
+  /// `exception_io_data`: what it claims may be audio.
   static void write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
                     abort_callback& abort);
   static void remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort);
   static void remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort);
-  static void remove_all(file_ptr& target, std::string_view path, abort_callback& abort);
+  static void remove_all(file_ptr& target, std::string_view path, abort_callback& abort,
+                         apple_gapless gapless = apple_gapless::removed);
 
   /// The pictures of an APE tag where there is one and no ID3v2, else those of ID3v2. Raises
   /// `exception_album_art_not_found` where neither is.
@@ -70,8 +79,9 @@ class id3v2_tag_service : public service_base {
   virtual void remove(zelmora_io::file& target, abort_callback& abort) = 0;
 };
 
-/// The kinds with which an MP3 file whose tags read as `current` is to say `info`: those it has; for a file without,
-/// the configured scheme.
-tag_kinds choose_mp3_tag_kinds(const file_info& current, const file_info& info);
+/// The kinds with which an MP3 file whose tags read as `current`, behind a head of `head`, is to say `info`: those it
+/// has; for a file without, the configured scheme. An ID3v2 tag that says nothing for `current`, of pictures alone say,
+/// is there as well.
+tag_kinds choose_mp3_tag_kinds(const file_info& current, const id3v2_zone& head, const file_info& info);
 
 } // namespace zelmora

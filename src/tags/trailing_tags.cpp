@@ -1,6 +1,5 @@
 #include "tags/trailing_tags.h"
 
-#include "frame/replaygain_text.h"
 #include "tags/ape_mapping.h"
 #include "tags/lyrics3.h"
 #include "tags/tag_merge.h"
@@ -51,17 +50,23 @@ bool ends_with_ape(std::span<const std::byte> bytes) {
   return bytes.size() >= ape_footer_size && starts_with(bytes.last(ape_footer_size), "APETAGEX");
 }
 
-bool read_id3v1_before(const stream_end& tail, std::uint64_t& end, file_info& info) {
+/// Whether a block of `size` bytes may end at `end`.
+bool has_room(std::uint64_t size, std::uint64_t floor, std::uint64_t end) {
+  return floor <= end && size <= end - floor;
+}
+
+bool read_id3v1_before(const stream_end& tail, std::uint64_t floor, std::uint64_t& end, file_info& info) {
   const auto bytes = tail.before(end);
-  if (bytes.size() < id3v1_size || !found([&] { decode_id3v1(bytes.last(id3v1_size), info); })) return false;
+  if (!has_room(id3v1_size, floor, end) || !found([&] { decode_id3v1(bytes.last(id3v1_size), info); })) return false;
   end -= id3v1_size;
   return true;
 }
 
-bool read_ape_before(file& source, const stream_end& tail, std::uint64_t& end, file_info& info, abort_callback& abort) {
+bool read_ape_before(file& source, const stream_end& tail, std::uint64_t floor, std::uint64_t& end, file_info& info,
+                     abort_callback& abort) {
   const auto bytes = tail.before(end);
   const auto size = ends_with_ape(bytes) ? ape_tag_size(bytes.last(ape_footer_size)) : 0;
-  if (size == 0 || size > end) return false;
+  if (size == 0 || !has_room(size, floor, end)) return false;
   ape_tag tag;
   const bool is_read = found([&] {
     if (size <= bytes.size()) {
@@ -77,13 +82,13 @@ bool read_ape_before(file& source, const stream_end& tail, std::uint64_t& end, f
 
 } // namespace
 
-std::uint64_t read_trailing_tags(file& source, file_info& info, abort_callback& abort) {
+std::uint64_t read_trailing_tags(file& source, file_info& info, abort_callback& abort, std::uint64_t floor) {
   const auto tail = read_stream_end(source, abort);
   auto begin = tail.size;
   file_info_impl id3v1;
   // A footer at the very end is the last block; what stands 128 bytes before the end is part of its tag.
-  const bool has_id3v1 = !ends_with_ape(tail.bytes) && read_id3v1_before(tail, begin, id3v1);
-  const bool has_ape = read_ape_before(source, tail, begin, info, abort);
+  const bool has_id3v1 = !ends_with_ape(tail.bytes) && read_id3v1_before(tail, floor, begin, id3v1);
+  const bool has_ape = read_ape_before(source, tail, floor, begin, info, abort);
   if (!has_ape && !has_id3v1) throw exception_tag_not_found();
   if (!has_ape)
     copy_tag(info, id3v1);
@@ -102,51 +107,66 @@ std::vector<std::byte> read_range(file& source, std::uint64_t begin, std::uint64
   return bytes;
 }
 
-void strip_ape(file& source, trailing_zone& zone, abort_callback& abort) {
-  const auto end = zone.begin;
-  auto begin = end;
-  ape_tag tag = read_ape_tag(source, begin, abort);
-  zone.ape_bytes = read_range(source, begin, end, abort);
-  zone.ape = std::move(tag);
-  zone.begin = begin;
+/// Takes the block off the tail that begins at `begin` in front of which `read(end)` moves `end`; whether there is one.
+template <class Read>
+bool strip(std::uint64_t& begin, std::uint64_t floor, Read read) {
+  auto end = begin;
+  if (!found([&] { read(end); }) || end < floor) return false;
+  begin = end;
+  return true;
 }
 
-void strip_id3v1(file& source, trailing_zone& zone, abort_callback& abort) {
-  auto begin = zone.begin;
-  skip_id3v1(source, begin, abort);
-  if (!zone.id3v1) {
-    source.seek(begin, abort);
-    source.read_object(zone.id3v1.emplace().data(), id3v1_size, abort);
-  }
-  zone.begin = begin;
+void strip_ape(file& source, std::uint64_t floor, trailing_zone& zone, abort_callback& abort) {
+  const auto read = [&](std::uint64_t& end) {
+    auto begin = end;
+    skip_ape_tag(source, begin, abort);
+    if (begin < floor || end - begin > max_ape_tag_size) throw exception_io_data();
+    zone.ape_bytes = read_range(source, begin, end, abort);
+    zone.ape = parse_ape_tag(zone.ape_bytes);
+    end = begin;
+  };
+  strip(zone.begin, floor, read);
+}
+
+void strip_id3v1(file& source, std::uint64_t floor, trailing_zone& zone, abort_callback& abort) {
+  if (!strip(zone.begin, floor, [&](std::uint64_t& end) { skip_id3v1(source, end, abort); }) || zone.id3v1) return;
+  source.seek(zone.begin, abort);
+  source.read_object(zone.id3v1.emplace().data(), id3v1_size, abort);
+}
+
+/// One pass over the blocks that are to be kept in mind.
+void strip_for_replacing(file& source, std::uint64_t floor, trailing_zone& zone, abort_callback& abort) {
+  if (!zone.ape) strip_ape(source, floor, zone, abort);
+  strip_id3v1(source, floor, zone, abort);
+}
+
+/// One pass over all blocks. Their size doesn't matter.
+void strip_for_removing(file& source, std::uint64_t floor, std::uint64_t& begin, bool& has_ape, abort_callback& abort) {
+  has_ape = has_ape || strip(begin, floor, [&](std::uint64_t& end) { skip_ape_tag(source, end, abort); });
+  strip(begin, floor, [&](std::uint64_t& end) { read_lyrics3(source, end, nullptr, abort); });
+  strip(begin, floor, [&](std::uint64_t& end) { skip_id3v1(source, end, abort); });
 }
 
 } // namespace
 
-trailing_zone scan_trailing_tags(file& source, lyrics3_blocks lyrics3, abort_callback& abort) {
+trailing_zone scan_trailing_tags(file& source, tail_use use, abort_callback& abort, std::uint64_t floor) {
   source.ensure_seekable();
   trailing_zone zone;
   zone.begin = zone.end = source.get_size_ex(abort);
+  bool has_ape = false;
   for (bool moved = true; moved;) {
     abort.check();
     const auto before = zone.begin;
-    if (!zone.ape) found([&] { strip_ape(source, zone, abort); });
-    if (lyrics3 == lyrics3_blocks::belong) found([&] { read_lyrics3(source, zone.begin, nullptr, abort); });
-    found([&] { strip_id3v1(source, zone, abort); });
+    if (use == tail_use::replace)
+      strip_for_replacing(source, floor, zone, abort);
+    else
+      strip_for_removing(source, floor, zone.begin, has_ape, abort);
     moved = zone.begin != before;
   }
   return zone;
 }
 
 namespace {
-
-/// Whether two records hold the same fields, and gains that are written alike.
-bool says_the_same(const file_info& a, const file_info& b) {
-  using namespace replaygain_field;
-  for (const auto name : {track_gain, track_peak, album_gain, album_peak})
-    if (get_replaygain_field(a.get_replaygain(), name) != get_replaygain_field(b.get_replaygain(), name)) return false;
-  return a.has_same_meta(b);
-}
 
 std::vector<std::byte> make_ape(const trailing_zone& old, const file_info& info) {
   std::vector<ape_item> items;
@@ -182,14 +202,15 @@ std::vector<std::byte> make_trailing_tags(const trailing_zone& old, const file_i
   return tail;
 }
 
-file_edit write_trailing_tags(file& source, const file_info& info, trailing_kinds kinds, abort_callback& abort) {
-  if (kinds == trailing_kinds::none) return remove_trailing_tags(source, abort);
-  const auto old = scan_trailing_tags(source, lyrics3_blocks::stay, abort);
+file_edit write_trailing_tags(file& source, const file_info& info, trailing_kinds kinds, abort_callback& abort,
+                              std::uint64_t floor) {
+  if (kinds == trailing_kinds::none) return remove_trailing_tags(source, abort, floor);
+  const auto old = scan_trailing_tags(source, tail_use::replace, abort, floor);
   return {old.begin, old.end, make_trailing_tags(old, info, kinds)};
 }
 
-file_edit remove_trailing_tags(file& source, abort_callback& abort) {
-  const auto old = scan_trailing_tags(source, lyrics3_blocks::belong, abort);
+file_edit remove_trailing_tags(file& source, abort_callback& abort, std::uint64_t floor) {
+  const auto old = scan_trailing_tags(source, tail_use::remove, abort, floor);
   return {old.begin, old.end, {}};
 }
 

@@ -22,24 +22,32 @@ constexpr bool has_kind(trailing_kinds kinds, trailing_kinds one) {
   return (static_cast<std::uint32_t>(kinds) & static_cast<std::uint32_t>(one)) != 0;
 }
 
+// A block that would begin before `floor` [bytes], in what the head of the stream is known to hold, is none.
+
 /// Fills `info` from the last APE tag and the ID3v1 tag behind it, and answers where they begin [bytes]. A damaged one
 /// counts as absent; without either raises `exception_tag_not_found`. The stream is seekable and of known size.
-std::uint64_t read_trailing_tags(zelmora_io::file& source, file_info& info, abort_callback& abort);
+std::uint64_t read_trailing_tags(zelmora_io::file& source, file_info& info, abort_callback& abort,
+                                 std::uint64_t floor = 0);
 
-enum class lyrics3_blocks { stay, belong };
+/// What a tail is looked at for.
+enum class tail_use {
+  replace, ///< Lyrics3 blocks stay in the file: the tail begins behind the last of them
+  remove   ///< Lyrics3 blocks belong to it; what the blocks hold is of no interest
+};
 
 /// What a tail consists of.
 struct trailing_zone {
-  std::uint64_t begin = 0;    ///< [bytes]; `end` when there is none
-  std::uint64_t end = 0;      ///< of the stream
+  std::uint64_t begin = 0; ///< [bytes]; `end` when there is none
+  std::uint64_t end = 0;   ///< of the stream
+  // With `tail_use::replace`:
   std::optional<ape_tag> ape; ///< the last one
   std::vector<std::byte> ape_bytes;
   std::optional<id3v1_block> id3v1; ///< the last one
 };
 
-/// Strips blocks from the end for as long as there are any; of APE tags only the last one counts. Lyrics3 blocks are
-/// stripped with `lyrics3_blocks::belong`, else the tail begins behind the last of them.
-trailing_zone scan_trailing_tags(zelmora_io::file& source, lyrics3_blocks lyrics3, abort_callback& abort);
+/// Strips blocks from the end for as long as there are any; of APE tags only the last one counts.
+trailing_zone scan_trailing_tags(zelmora_io::file& source, tail_use use, abort_callback& abort,
+                                 std::uint64_t floor = 0);
 
 /// The bytes of a tail with `kinds` that says `info`, in place of `old`: APE first, then ID3v1. Items of the old APE
 /// tag that aren't writable text are kept. A block that says the same already stays as it is, byte for byte.
@@ -47,9 +55,9 @@ std::vector<std::byte> make_trailing_tags(const trailing_zone& old, const file_i
 
 /// The edit that gives `source` a tail with `kinds` that says `info`. With `none` as `remove_trailing_tags`.
 file_edit write_trailing_tags(zelmora_io::file& source, const file_info& info, trailing_kinds kinds,
-                              abort_callback& abort);
+                              abort_callback& abort, std::uint64_t floor = 0);
 /// The edit that removes the tail, Lyrics3 included.
-file_edit remove_trailing_tags(zelmora_io::file& source, abort_callback& abort);
+file_edit remove_trailing_tags(zelmora_io::file& source, abort_callback& abort, std::uint64_t floor = 0);
 
 /// The same for hosts and other modules, over objects that can't be replaced: an edit that fails is undone, one that is
 /// killed may be left half done.

@@ -94,6 +94,8 @@ INSTANTIATE_TEST_SUITE_P(
                    {"tag", "set", "t\xC3\xADtulo=b", "c"},
                    "zel: \"t\xC3\xADtulo\" is no name that a field can have"},
         usage_case{"FieldValueNoText", {"tag", "set", "a=gr\xFC", "c"}, "zel: the value of a is no UTF-8"},
+        usage_case{
+            "FieldValueOfNoFile", {"tag", "set", "a=@", "c"}, "zel: a=@ names no file: NAME=@@ is the value \"@\""},
         usage_case{"GainWithoutNumber",
                    {"tag", "set", "replaygain_album_gain=abc", "c"},
                    "zel: the value of replaygain_album_gain is no number: \"abc\""},

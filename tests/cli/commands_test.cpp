@@ -4,6 +4,7 @@
 #include "cli/suggestions.h"
 #include "cli/verbs.h"
 #include "frame/context_command.h"
+#include "frame/host_services.h"
 #include "support/note_input.h"
 
 #include <algorithm>
@@ -22,6 +23,11 @@ constexpr context_command commands[]{
      [](media_items items) {
        for (const auto& item : items) given.push_back(item.path + " " + std::to_string(item.subsong));
        return answer;
+     }},
+    {"Z", "Ask", "Asks before it does something.", [](media_items, abort_callback&) { return true; },
+     [](media_items) {
+       given.push_back(service_single<popup_message>()->ask("Sure?", "Ask") ? "yes" : "no");
+       return command_result::done;
      }},
     {"A", "b", "", nullptr, nullptr},
     {"A", "a", "", nullptr, nullptr},
@@ -86,7 +92,16 @@ TEST_F(RunInProcess, TheStatusIsThatOfTheCommand) {
 
 TEST_F(RunInProcess, CommandsAreSortedAndGrouped) {
   EXPECT_EQ(run({"commands"}), exit_status::done);
-  EXPECT_EQ(out, "A\n  a\n      \n  b\n      \nZ\n  Tell items\n      Notes what it is given.\n");
+  EXPECT_EQ(out, "A\n  a\n      \n  b\n      \nZ\n  Ask\n      Asks before it does something.\n"
+                 "  Tell items\n      Notes what it is given.\n");
+}
+
+TEST_F(RunInProcess, AQuestionIsAnsweredBeforehand) {
+  ASSERT_NE(std::freopen("/dev/null", "r", stdin), nullptr); // whoever runs the tests is not to be asked
+  EXPECT_EQ(run({"run", "--yes", "Ask", "note://a"}), exit_status::done);
+  EXPECT_EQ(err, "Ask: Sure? [y/N] y\n");
+  EXPECT_EQ(run({"run", "Ask", "note://a"}), exit_status::done);
+  EXPECT_EQ(given, (std::vector<std::string>{"yes", "no"})) << "once, and not for good";
 }
 
 TEST(Suggestions, LikeliestFirst) {

@@ -228,6 +228,9 @@ TEST_F(TagVerb, NothingIsTouchedWhenAValueIsNone) {
     EXPECT_NE(result.status, exit_status::done) << value;
     EXPECT_NE(result.err, "") << value;
   }
+  std::filesystem::resize_file(scratch / "latin", 16'777'217);
+  const auto large = tag({"set", "title=@" + (scratch / "latin"), "note://a"});
+  EXPECT_TRUE(large.err.ends_with("/latin: The file is longer than 16777216 bytes")) << large.err;
   EXPECT_NE(tag({"add", "artist=", "note://a"}).status, exit_status::done);
   EXPECT_EQ(file.opened_for_writing, 0);
 }
@@ -307,6 +310,32 @@ TEST_F(TagVerb, TheRestIsDoneWhenOneFails) {
                           "zel: note://fixed: Tagging of this file format is not supported\n"
                           "zel: note://missing: Object not found\n");
     EXPECT_EQ(fields_of(good.subsongs[0]), strings{"title=new"});
+  }
+}
+
+// Whoever stops an edit wants to know how far it has come.
+TEST_F(TagVerb, AnInterruptedEditTellsWhatIsDone) {
+  const strings files{"note://0", "note://1", "note://2", "note://3", "note://4", "note://5"};
+  for (int round = 0; round < 50; ++round) {
+    const auto stops_at = static_cast<std::size_t>(round) % files.size();
+    for (const auto& path : files) put(path, {"title=" + std::to_string(round)}).committed = 0;
+    notes()[files[stops_at]].is_interrupted = true;
+    const bool is_json = round % 2 != 0;
+    strings arguments{"set", "-j", is_json ? "4" : "1", "title=new"};
+    if (is_json) arguments.emplace_back("--json");
+    arguments.insert(arguments.end(), files.begin(), files.end());
+    const auto result = tag(arguments);
+    EXPECT_EQ(result.err, "User abort");
+    const auto changed = static_cast<std::size_t>(
+        std::ranges::count_if(files, [](const auto& path) { return notes()[path].committed == 1; }));
+    const auto lines = static_cast<std::size_t>(std::ranges::count(result.out, '\n'));
+    if (is_json) {
+      EXPECT_EQ(lines, changed) << result.out;
+    } else {
+      EXPECT_EQ(result.out,
+                changed == 0 ? "" : std::to_string(changed) + (changed == 1 ? " file" : " files") + " changed\n");
+    }
+    notes().clear();
   }
 }
 

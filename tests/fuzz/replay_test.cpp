@@ -2,8 +2,10 @@
 // target without a check of its own is an input, and is called by its extension.
 #include "id3v2_check.h"
 #include "input_fuzz.h"
+#include "riff_tags_check.h"
 #include "support/fixtures.h"
 #include "support/largest_allocation.h"
+#include "tag_processor_check.h"
 #include "tail_check.h"
 
 #include <gtest/gtest.h>
@@ -36,6 +38,8 @@ constexpr std::array named_checks{
     named_check{"ape", fuzz::check_ape},
     named_check{"id3v1_lyrics3", fuzz::check_id3v1_lyrics3},
     named_check{"id3v2", fuzz::check_id3v2},
+    named_check{"riff_tags", fuzz::check_riff_tags},
+    named_check{"tag_processor", fuzz::check_tag_processor},
 };
 
 std::string check_seed(std::span<const std::byte> data, const std::string& target) {

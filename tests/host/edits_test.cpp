@@ -161,6 +161,7 @@ TEST_P(Edits, AbortAtEachCallLeavesTheOldBytes) {
       }();
       target.release();
       expect_old_unless(failure.empty(), std::to_string(n) + ": " + failure);
+      EXPECT_EQ(read_bytes(path) == new_bytes(), failure.empty() || new_bytes() == old_bytes) << n << " is told";
     }
   }
 }
@@ -229,6 +230,22 @@ TEST_F(EditsOf, BytesThatStayAreNotWritten) {
   EXPECT_EQ(host::thread_io_statistics().writes - before.writes, 1u);
   EXPECT_EQ(host::thread_io_statistics().bytes_written - before.bytes_written, 100u);
   EXPECT_EQ(read_bytes(path), changed);
+}
+
+// The old bytes are in memory as long as a failure may ask for them.
+TEST_F(EditsOf, ATailTooLargeToKeepInMemoryIsCutByARewrite) {
+  const auto path = scratch / "tag";
+  for (const auto& [length, is_rewritten] :
+       {std::pair(tail_in_memory_limit, false), std::pair(tail_in_memory_limit + 1, true)}) {
+    test::write_bytes(path, "audio");
+    std::filesystem::resize_file(path, 5 + length);
+    auto target = open(path, open_mode::write_existing);
+    const file_edit edit{5, 5 + length, {}};
+    const syscall_watch watch({});
+    apply_edits(target, path, {&edit, 1}, abort);
+    EXPECT_EQ(watch.count("rename") == 1, is_rewritten) << length;
+    EXPECT_EQ(read_bytes(path), "audio");
+  }
 }
 
 TEST_F(EditsOf, RangesOutsideOrOutOfOrderAreRefused) {

@@ -173,6 +173,9 @@ const write_case write_cases[]{
     {"junk_is_used", riff(chunk("JUNK", std::string(2000, 'j')) + head), "title=T", "id3 ,JUNK,fmt ,data"},
     {"damaged_info_is_left_alone", riff(head + info_list("INAM" + le32_text(99) + "A")), "title=T",
      "fmt ,data,INFO,id3 "},
+    {"damaged_info_behind_another",
+     riff(head + title_list + info_list("INAM" + le32_text(99) + "A") + chunk("cue ", "")), "title=T",
+     "fmt ,data,INFO,JUNK,cue "},
 };
 
 class riff_tags_write : public testing::TestWithParam<write_case> {};
@@ -201,6 +204,19 @@ TEST_P(riff_tags_write, removal_takes_both_kinds) {
 }
 INSTANTIATE_TEST_SUITE_P(cases, riff_tags_write, testing::ValuesIn(write_cases),
                          [](const auto& row) { return std::string(row.param.name); });
+
+TEST(riff_tags, what_a_damaged_id3_holds_beside_its_fields_stays) {
+  const auto not_deflated = "TIT2\0\0\0\x06\0\x80"s + "\0\0\0\x09??"s;
+  const auto body = not_deflated + "PRIV\0\0\0\x04\0\0priv"s;
+  tagged_wav wav(riff(head + chunk("id3 ", "ID3\3\0\0\0\0\0"s + static_cast<char>(body.size()) + body) + title_list));
+  EXPECT_EQ(wav.tags(), "title=From INFO");
+  wav.retag(make_info("artist=A"));
+  EXPECT_EQ(wav.tags(), "artist=A");
+  EXPECT_NE(wav.text().find("priv"), std::string::npos);
+  wav.retag(make_info(""));
+  EXPECT_EQ(wav.tags(), "");
+  EXPECT_NE(wav.text().find("priv"), std::string::npos);
+}
 
 TEST(riff_tags, saving_what_was_read_writes_nothing) {
   attach_own_services();

@@ -33,6 +33,7 @@ class input_note : public input_stubs {
     note_->set.push_back(at(subsong));
   }
   void retag_commit(abort_callback&) {
+    if (note_->is_interrupted) throw zelmora_io::exception_aborted();
     if (!note_->commit_failure.empty()) throw zelmora_io::exception_io(note_->commit_failure);
     ++note_->committed;
     for (auto& [index, info] : pending_) note_->subsongs[index] = info;

@@ -15,6 +15,7 @@ struct note {
   bool is_read_only = false; ///< opening for writing raises `exception_tagging_unsupported`
   int times_in_use = 0;      ///< so many openings for writing find it in use
   std::string commit_failure{};
+  bool is_interrupted = false; ///< `commit` finds that the user has had enough
   int opened_for_writing = 0;
   int committed = 0;
   int cleared = 0;

@@ -179,6 +179,27 @@ TEST(Id3v2, what_is_written_reads_back) {
   EXPECT_THROW(serialize({{{fourcc("TIT2"), bytes(synchsafe_limit)}}, 3}, 0, 0), writeError);
 }
 
+// The header says that frames are unsynchronised, and readers that take it at its word undo that in each of them.
+TEST(Id3v2, a_zero_behind_all_ones_is_not_taken_for_one_of_ours) {
+  for (const auto& payload : {to_bytes({0xFF, 0, 1}), to_bytes({0xFF}), to_bytes({1, 0xFF, 0x7F})}) {
+    auto data = serialize({{{fourcc("PRIV"), payload}}, 4}, 0, 0);
+    EXPECT_EQ(parse(data).frames.at(0).payload, payload);
+    const auto body = std::span(data).last(data.size() - 20 - ((data[19] & std::byte{1}) != std::byte{0} ? 4 : 0));
+    EXPECT_EQ(undo_unsynchronisation(body).data, payload);
+  }
+}
+
+TEST(Id3v2, what_could_not_be_read_back_is_not_written) {
+  for (const unsigned version : {3u, 4u}) {
+    EXPECT_NO_THROW(parse(serialize({{{fourcc("PRIV"), bytes(frame_size_limit - 1)}}, version}, 0, 0)));
+    EXPECT_THROW(serialize({{{fourcc("PRIV"), bytes(frame_size_limit)}}, version}, 0, 0), writeError);
+  }
+  const std::vector<std::string> many(terminator_limit + 1, "a");
+  EXPECT_EQ(count_strings(make_text_frame(0, text_encoding::utf8, std::span(many).first(terminator_limit))),
+            terminator_limit);
+  EXPECT_THROW(make_text_frame(0, text_encoding::utf8, many), writeError);
+}
+
 struct padding_case {
   const char* name;
   std::size_t payload;

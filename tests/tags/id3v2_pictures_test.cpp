@@ -60,6 +60,21 @@ TEST(Id3v2Pictures, the_same_pictures_change_no_byte) {
   EXPECT_EQ(write_id3v2_pictures(old_tag, old_tag.size(), read_id3v2_pictures(old_tag)), old_tag);
 }
 
+// Compressed, and no zlib data: only what the frame itself said is lost.
+TEST(Id3v2Pictures, a_damaged_frame_takes_no_picture_with_it) {
+  const auto damaged = [](std::string_view id) { return frame_v3(id, to_bytes("0000garbage"), 0, 0x80); };
+  const auto old_tag = tag_of(damaged("APIC") + frame_v3("APIC", picture(3, "a")) + damaged("PRIV"));
+  EXPECT_EQ(shown(read_id3v2_pictures(old_tag), album_art_id::cover_front), "a");
+  file_info_impl info;
+  info.meta_set("title", "changed");
+  const auto saved = write_id3v2(old_tag, old_tag.size(), info);
+  EXPECT_EQ(shown(read_id3v2_pictures(saved), album_art_id::cover_front), "a");
+  const auto with_another = write_id3v2_pictures(old_tag, old_tag.size(), {entry(album_art_id::cover_back, "b")});
+  file_info_impl kept;
+  read_id3v2(with_another, kept);
+  EXPECT_EQ(*kept.meta_get("title"), "t");
+}
+
 TEST(Id3v2Pictures, none_are_left_when_none_are_wanted) {
   const auto old_tag = tag_of(frame_v3("APIC", picture(3, "a")) + frame_v3("APIC", picture(4, "b")));
   const auto written = write_id3v2_pictures(old_tag, old_tag.size(), {});

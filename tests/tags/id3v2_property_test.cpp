@@ -75,6 +75,43 @@ TEST_P(Id3v2Property, frames_that_say_nothing_survive_any_edit) {
   }
 }
 
+// An unknown name of 2.2 has no counterpart: written as nothing it would end the tag for every reader.
+TEST(Id3v2Tag, frames_without_a_name_hide_no_others) {
+  const auto nameless = frame_v3(std::string_view("XYZ\0", 4), text("x"));
+  const auto data = make_tag(3, nameless + frame_v3("TIT2", text("old")) + frame_v3("PRIV", to_bytes("p")));
+  file_info_impl info;
+  info.meta_set("title", "new");
+  const auto edited = write_id3v2(data, data.size(), info);
+  EXPECT_EQ(id3parser::parse(edited).frames.at(0).payload, to_bytes("p"));
+  EXPECT_EQ(list_meta(read_back(edited)), list_meta(info));
+}
+
+TEST(Id3v2Tag, fields_that_cant_be_shown_survive_a_saving_of_what_was_read) {
+  const auto data =
+      make_tag(3, frame_v3("TXXX", text(std::string("Gr\xF6\xDF") + "e" + '\0' + "x")) + frame_v3("TIT2", text("t")));
+  EXPECT_EQ(write_id3v2(data, data.size(), read_back(data)), data);
+}
+
+TEST(Id3v2Tag, the_album_artist_that_a_compilation_implies_is_not_written_when_it_is_only_seen) {
+  const auto artist_in = [](const bytes& data) {
+    const auto found = id3parser::parse(data, [](std::uint32_t id) { return id == fourcc("TPE2"); });
+    return found.frames.size();
+  };
+  for (const auto& data : {make_tag(2, frame_v2("TCP", text("1"))), make_tag(3, frame_v3("TCMP", text("1")))}) {
+    auto info = read_back(data);
+    EXPECT_EQ(list_meta(info).at("album artist"), std::vector<std::string>{"Various Artists"});
+    info.meta_set("title", "T");
+    const auto edited = write_id3v2(data, data.size(), info);
+    EXPECT_EQ(artist_in(edited), 0u);
+    EXPECT_EQ(list_meta(read_back(edited)), list_meta(info));
+    EXPECT_EQ(artist_in(write_id3v2({}, 0, info)), 1u);
+    info.meta_remove_field("itunescompilation");
+    EXPECT_EQ(artist_in(write_id3v2(data, data.size(), info)), 1u);
+    info.meta_set("album artist", "Other");
+    EXPECT_EQ(artist_in(write_id3v2(data, data.size(), info)), 1u);
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(versions, Id3v2Property, testing::Values(3u, 4u),
                          [](const auto& tested) { return "v" + std::to_string(tested.param); });
 

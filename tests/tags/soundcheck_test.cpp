@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(cases, ComputeSoundCheck,
                              compute_case{"no_source", gains(1, 1), disabled, itunes, ""}),
                          [](const auto& tested) { return std::string(tested.param.name); });
 
-// As iTunes 12 wrote it for a file of -6.5 dB.
+// Words in the form of iTunes, of levels that are easily computed.
 constexpr std::string_view of_itunes =
     " 00000BB8 00000FA0 00002EE0 00001D4C 00024CA8 00024CA8 00007FFF 00007FFF 00024CA8 00024CA8";
 

@@ -47,6 +47,13 @@ TEST(TagMerge, a_tag_of_no_field_and_no_gain_is_none) {
   EXPECT_TRUE(has_tag_content(make_info("id3v2.4", nullptr, 0)));
 }
 
+TEST(TagMerge, gains_say_the_same_when_they_are_written_alike) {
+  const auto a = make_info("id3v2.3", "t", -7.151f);
+  EXPECT_TRUE(says_the_same(a, make_info("apev2", "t", -7.149f)));
+  EXPECT_FALSE(says_the_same(a, make_info("id3v2.3", "t", -7.16f)));
+  EXPECT_FALSE(says_the_same(a, make_info("id3v2.3", "T", -7.151f)));
+}
+
 TEST(TagMerge, kinds_are_read_from_their_names) {
   EXPECT_EQ(parse_tag_type("id3v2.3|apev2|id3v1"), (tag_kinds_found{true, true, true}));
   EXPECT_EQ(parse_tag_type("|id3v2||lyrics3|"), (tag_kinds_found{false, false, true}));

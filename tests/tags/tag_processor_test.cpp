@@ -170,9 +170,43 @@ INSTANTIATE_TEST_SUITE_P(
     case_name);
 
 TEST_F(TagProcessor, AFileOfTagsAloneKeepsItsHead) {
-  file_ptr target = make_file(id3v2);
+  for (const auto& content : {id3v2, id3v2 + id3v1}) {
+    const auto object = make_file(content);
+    file_ptr target(object.get());
+    tag_processor::remove_all(target, {}, abort);
+    EXPECT_EQ(object->content(), id3v2);
+    tag_processor::write(target, {}, read(*object), tag_kinds::ape, abort);
+    EXPECT_EQ(*read(*object).info_get("tagtype"), "apev2") << "unless there is another tag";
+  }
+}
+
+// An APE footer whose tag would begin in the head is noise, however large the head gets.
+TEST_F(TagProcessor, WhatStandsInTheHeadIsNotTheTails) {
+  const auto noise = ape_edge(audio.size() + 100, 1, ape_footer_flags);
+  const auto object = make_file(audio + noise);
+  file_ptr target(object.get());
+  file_info_impl info;
+  info.meta_set("title", "t");
+  tag_processor::write(target, {}, info, tag_kinds::id3v2, abort);
+  EXPECT_EQ(*read(*object).info_get("tagtype"), "id3v2.3");
   tag_processor::remove_all(target, {}, abort);
-  EXPECT_EQ(target->get_size(abort), id3v2.size());
+  EXPECT_EQ(object->content(), audio + noise);
+}
+
+// What such a head claims may be audio, for all that is known.
+TEST_F(TagProcessor, AHeadThatGoesPastTheEndIsNotWrittenOver) {
+  auto content = id3v2 + audio + id3v1;
+  content[7] = std::byte(1); // 16 KiB more
+  const auto object = make_file(content);
+  file_ptr target(object.get());
+  EXPECT_TRUE(tag_processor::skip_id3v2(*object, abort).is_cut);
+  const auto info = read(*object);
+  EXPECT_EQ(*info.meta_get("title"), "of id3v1");
+  EXPECT_THROW(tag_processor::write(target, {}, info, tag_kinds::id3v1, abort), zelmora_io::exception_io_data);
+  EXPECT_THROW(tag_processor::write_pictures(target, {}, {}, abort), zelmora_io::exception_io_data);
+  EXPECT_EQ(object->content(), content);
+  tag_processor::remove_all(target, {}, abort);
+  EXPECT_EQ(object->content(), bytes(content.begin(), content.end() - std::ssize(id3v1)));
 }
 
 TEST_F(TagProcessor, PicturesGoWhereTheTagsAre) {
@@ -197,8 +231,47 @@ TEST_F(TagProcessor, PicturesGoWhereTheTagsAre) {
   EXPECT_THROW(tag_processor::read_pictures(*make_file(audio + id3v1), abort), exception_album_art_not_found);
 }
 
+TEST_F(TagProcessor, PicturesThatAreThereAreNotWritten) {
+  // As others write them: a name of their own before the picture, a second one of its kind, no header.
+  const auto cover = ape_item_bytes("Cover Art (Front)", std::string_view("cover.jpg\0picture", 17), 2);
+  const auto items = cover + ape_item_bytes("Title", "t") + cover;
+  const auto foreign = items + ape_edge(items.size() + 32, 3, 0);
+  const auto broken = ape_bytes(ape_item_bytes("Cover Art (Front)", "no name", 2), 1);
+  struct picture_case {
+    bytes tail;
+    album_art_set pictures;
+    bool is_written;
+  };
+  const auto picture = make_album_art(to_bytes("picture"));
+  for (const auto& tested :
+       {picture_case{foreign, {{album_art_id::cover_front, picture}}, false},
+        picture_case{foreign, {{album_art_id::cover_back, picture}}, true}, picture_case{foreign, {}, true},
+        picture_case{foreign, {{album_art_id::icon, picture}}, true}, picture_case{ape, {}, false},
+        picture_case{broken, {}, true}}) {
+    const auto count = std::make_shared<operation_count>();
+    auto target = make_faulty_file(make_file(audio + tested.tail + id3v1), {}, count);
+    tag_processor::write_pictures(target, {}, tested.pictures, abort);
+    EXPECT_EQ(count->writes != 0, tested.is_written);
+  }
+}
+
 // --- which kinds
 // -------------------------------------------------------------------------------------------------------
+
+// Pictures alone give no "tagtype", and would go with the tag.
+TEST_F(TagProcessor, ATitleDoesNotCostThePictures) {
+  file_ptr target = make_file(audio + id3v1);
+  const album_art_set pictures{{album_art_id::cover_front, make_album_art(to_bytes("picture"))}};
+  tag_processor::write_pictures(target, {}, pictures, abort);
+  auto info = read(*target);
+  EXPECT_EQ(*info.info_get("tagtype"), "id3v1");
+  const auto head = tag_processor::skip_id3v2(*target, abort);
+  const auto current = info;
+  info.meta_set("title", "short");
+  tag_processor::write(target, {}, info, choose_mp3_tag_kinds(current, head, info), abort);
+  EXPECT_EQ(*read(*target).info_get("tagtype"), "id3v2.3|id3v1");
+  EXPECT_EQ(tag_processor::read_pictures(*target, abort).size(), 1u);
+}
 
 TEST(Mp3TagKinds, follow_what_is_there) {
   struct kinds_case {
@@ -214,9 +287,9 @@ TEST(Mp3TagKinds, follow_what_is_there) {
     if (!tested.found.empty()) current.info_set("tagtype", tested.found);
     file_info_impl info;
     info.meta_set("title", tested.is_simple ? "short" : "longer than the thirty bytes that there are");
-    EXPECT_EQ(choose_mp3_tag_kinds(current, info), tested.wanted) << tested.found;
+    EXPECT_EQ(choose_mp3_tag_kinds(current, {}, info), tested.wanted) << tested.found;
     info.info_set("iTunNORM", "x");
-    EXPECT_TRUE(has_kind(choose_mp3_tag_kinds(current, info), tag_kinds::id3v2)) << tested.found;
+    EXPECT_TRUE(has_kind(choose_mp3_tag_kinds(current, {}, info), tag_kinds::id3v2)) << tested.found;
   }
 }
 

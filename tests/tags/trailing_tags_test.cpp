@@ -135,11 +135,11 @@ TEST_P(ScanTail, strips_whatever_is_stacked) {
   }
   begins.push_back(content.size());
   const auto file = make_file(content);
-  const auto zone = scan_trailing_tags(*file, lyrics3_blocks::stay, abort);
+  const auto zone = scan_trailing_tags(*file, tail_use::replace, abort);
   EXPECT_EQ(zone.begin, begins[tested.stay]);
   EXPECT_EQ(zone.end, content.size());
   EXPECT_EQ(zone.ape_bytes, tested.ape != nullptr ? *tested.ape : bytes());
-  EXPECT_EQ(scan_trailing_tags(*file, lyrics3_blocks::belong, abort).begin, begins[tested.stay_without]);
+  EXPECT_EQ(scan_trailing_tags(*file, tail_use::remove, abort).begin, begins[tested.stay_without]);
 
   const auto removal = remove_trailing_tags(*file, abort);
   EXPECT_EQ(removal.begin, begins[tested.stay_without]);
@@ -155,6 +155,18 @@ INSTANTIATE_TEST_SUITE_P(cases, ScanTail,
                                          scan_case{"one_ape_counts", {other_ape, ape, id3v1}, 1, 1, &ape},
                                          scan_case{"damage_ends_it", {damaged(ape), id3v1, id3v1}, 1, 1}),
                          case_name);
+
+// A tag of pictures is megabytes, and one may be larger than what is kept in memory.
+TEST_F(TrailingTags, WhatGoesIsNotReadBefore) {
+  const auto count = std::make_shared<operation_count>();
+  const auto pictures = ape_bytes(ape_item_bytes("Cover Art (Front)", std::string(3'000'000, 'p'), 2), 1);
+  const auto file = make_faulty_file(make_file(audio + pictures + id3v1), {}, count);
+  EXPECT_EQ(remove_trailing_tags(*file, abort).begin, audio.size());
+  EXPECT_LT(count->bytes_read, 4096u);
+  // For an edit it is read once.
+  EXPECT_EQ(scan_trailing_tags(*file, tail_use::replace, abort).ape_bytes, pictures);
+  EXPECT_LT(count->bytes_read, pictures.size() + 8192);
+}
 
 // ---------------------------------------------------------------------------------------------------------------------
 

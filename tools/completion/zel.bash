@@ -44,7 +44,7 @@ _zel() {
     verify) options='--seeks --seed --json --files-from -0 --null -j --jobs -h --help';;
     tag) options='--dry-run --subsong --json --files-from -0 --null -j --jobs -h --help';;
     commands) options='--json -h --help';;
-    run) options='--files-from -0 --null -h --help';;
+    run) options='-y --yes --files-from -0 --null -h --help';;
     config) options='--json --all -h --help';;
     *) return;;
   esac
