@@ -42,6 +42,7 @@ constexpr std::array codecs{
     codec_row{0x0002, AV_CODEC_ID_ADPCM_MS, "Microsoft ADPCM", data_form::blocks, 0},
     codec_row{0x0006, AV_CODEC_ID_PCM_ALAW, "CCITT A-Law", data_form::samples, 0},
     codec_row{0x0007, AV_CODEC_ID_PCM_MULAW, "CCITT u-Law", data_form::samples, 0},
+    codec_row{0x0011, AV_CODEC_ID_ADPCM_IMA_WAV, "IMA ADPCM", data_form::blocks},
     codec_row{0x0020, AV_CODEC_ID_ADPCM_YAMAHA, "Yamaha ADPCM", data_form::blocks},
     codec_row{0x0022, AV_CODEC_ID_TRUESPEECH, "DSP Group TrueSpeech", data_form::blocks},
     codec_row{0x0031, AV_CODEC_ID_GSM_MS, "GSM 6.10", data_form::blocks},

@@ -32,8 +32,7 @@ void set_sample_info(file_info& info, wave_sample_kind kind, unsigned bits) {
 
 void set_compressed_info(file_info& info, const wave_format& format) {
   const auto& manager = get_codec_manager();
-  const auto name = format.tag == wave_tag::ima_adpcm ? "IMA ADPCM" : manager.get_name(format);
-  if (!name.empty()) {
+  if (const auto name = manager.get_name(format); !name.empty()) {
     info.info_set(info_field::codec, name);
     info.info_set(info_field::encoding, "lossy");
   }

@@ -109,26 +109,6 @@ TEST(wav_info, bits_of_an_extensible_file_are_the_valid_ones) {
   EXPECT_EQ(info_text(info, "bitrate"), "2117"); // 44100 Hz, 2 channels, 24 bits in the file
 }
 
-TEST(wav_info, a_codec_without_a_name_is_described_by_what_is_known) {
-  const auto info = test_decoder(fixture_file("wav/mulaw.wav")).info();
-  EXPECT_EQ(info_text(info, "codec"), "");
-  EXPECT_EQ(info_text(info, "encoding"), "");
-  EXPECT_EQ(info_text(info, "bitspersample"), "8");
-  EXPECT_EQ(audio_math::time_to_samples(info.get_length(), 44100), 2101u);
-}
-
-TEST(wav_decoding, says_that_a_codec_is_missing) {
-  for (const std::string file : {"wav/ms_adpcm.wav", "wav/mulaw.wav"}) {
-    test_decoder wav(fixture_file(file));
-    try {
-      wav.decode();
-      ADD_FAILURE() << file;
-    } catch (const exception_io_data& e) {
-      EXPECT_STREQ(e.what(), "Missing ACM codec");
-    }
-  }
-}
-
 TEST(wav_decoding, refuses_widths_and_blocks_that_are_no_samples) {
   for (const std::string file : {"wav/bits_12.wav", "wav/block_align_4_for_mono_16.wav"}) {
     test_decoder wav(fixture_file(file));
