@@ -123,7 +123,7 @@ class trial {
   explicit trial(const bytes& content) : original_(content), audio_(view_audio(content)), info_(read(content)) {}
 
   void run() {
-    if (!can_be_edited()) return;
+    if (!can_be_edited() || has_too_many_values(info_)) return;
     foreign_ = list_foreign_chunks(original_);
     const auto saved = save_unchanged();
     auto changed_info = info_;

@@ -19,6 +19,13 @@ file_info_impl through_id3v2(const file_info& info) {
   return result;
 }
 
+bool has_too_many_values(const file_info& info) {
+  constexpr std::size_t limit = 1000;
+  std::size_t values = 0;
+  for (std::size_t i = 0; i < info.meta_get_count(); ++i) values += info.meta_enum_value_count(i);
+  return values > limit;
+}
+
 bool has_title(const file_info& info, std::string_view title) {
   const auto field = info.meta_find("title");
   return field != file_info::npos && info.meta_enum_value_count(field) == 1 && info.meta_enum_value(field, 0) == title;
