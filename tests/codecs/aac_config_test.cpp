@@ -1,7 +1,7 @@
 #include "codecs/aac_config.h"
 
-#include "codec_bytes.h"
 #include "codecs/packet_decoder.h"
+#include "support/bytes.h"
 
 #include <gtest/gtest.h>
 

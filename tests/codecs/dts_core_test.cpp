@@ -1,7 +1,7 @@
 #include "codecs/dts_core.h"
 
-#include "codec_bytes.h"
 #include "frame/exceptions.h"
+#include "support/bytes.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "codecs/mpeg_frame_header.h"
 
-#include "codec_bytes.h"
+#include "support/bytes.h"
 
 #include <gtest/gtest.h>
 

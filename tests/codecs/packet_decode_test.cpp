@@ -1,9 +1,9 @@
 // Packets that FFmpeg's demuxers cut from files of independent encoders, decoded: tests/data/make_packets.sh.
 #include "codecs/packet_decoder.h"
 
-#include "codec_bytes.h"
 #include "codecs/ffmpeg_bridge.h"
 #include "frame/bytes.h"
+#include "support/bytes.h"
 #include "support/fixtures.h"
 #include "support/test_services.h"
 

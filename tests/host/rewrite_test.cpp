@@ -17,6 +17,7 @@ namespace zelmora {
 namespace {
 
 using namespace zelmora_io;
+using test::abort_before;
 using test::HostTest;
 using test::raised;
 using test::read_bytes;
@@ -180,9 +181,7 @@ TEST_F(Rewrite, AbortAtEachCall) {
   for (std::size_t n = 0; n < calls; ++n) {
     put_old();
     abort_callback_impl token;
-    const syscall_watch watch({.before = [&](std::size_t number, std::string_view) {
-      if (number == n) token.set();
-    }});
+    const syscall_watch watch(abort_before(n, token));
     const auto failure = raised([&] { rewrite(new_bytes, token); });
     EXPECT_TRUE(failure.empty() ? is_new() : failure == "exception_aborted: User abort") << n << ": " << failure;
     aborted += failure.empty() ? 0u : 1u;

@@ -9,6 +9,7 @@ namespace zelmora {
 namespace {
 
 using namespace zelmora_io;
+using test::abort_before;
 using test::raised;
 using test::read_bytes;
 using test::syscall_watch;
@@ -79,9 +80,7 @@ TEST_P(Splice, FailureOfEachCallRestoresTheOldBytes) {
     auto target = put_old();
     abort_callback_impl token;
     const auto failure = [&] {
-      const syscall_watch watch({.before = [&](std::size_t number, std::string_view) {
-        if (number == n) token.set();
-      }});
+      const syscall_watch watch(abort_before(n, token));
       return raised([&] { run(*target, token); });
     }();
     target.release();

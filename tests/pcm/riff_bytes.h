@@ -4,6 +4,7 @@
 #include "frame/memory_file.h"
 #include "pcm/riff_layout.h"
 #include "pcm/wav_parser.h"
+#include "support/bytes.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -13,15 +14,6 @@
 
 namespace zelmora::test {
 
-using bytes = std::vector<std::byte>;
-
-inline bytes to_bytes(std::string_view text) {
-  const auto span = as_byte_span(text);
-  return {span.begin(), span.end()};
-}
-inline std::string to_text(std::span<const std::byte> data) {
-  return {reinterpret_cast<const char*>(data.data()), data.size()};
-}
 inline std::string le32_text(std::uint64_t value) {
   std::string text(4, '\0');
   store_le(text.data(), static_cast<std::uint32_t>(value));

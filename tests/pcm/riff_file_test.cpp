@@ -139,9 +139,7 @@ TEST_P(RiffFile, AbortAtEachCall) {
     abort_callback_impl token;
     std::string failure;
     {
-      const syscall_watch watch({.before = [&](std::size_t number, std::string_view) {
-        if (number == n) token.set();
-      }});
+      const syscall_watch watch(abort_before(n, token));
       failure = raised([&] { edit(token); });
     }
     EXPECT_TRUE(failure.empty() || failure == "exception_aborted: User abort") << failure;

@@ -31,6 +31,14 @@ struct syscall_plan {
   std::function<void(std::size_t, std::string_view)> before = {};
 };
 
+/// Sets `token` before call `n`.
+template <class Token>
+syscall_plan abort_before(std::size_t n, Token& token) {
+  return {.before = [n, &token](std::size_t number, std::string_view) {
+    if (number == n) token.set();
+  }};
+}
+
 /// The plan in force for this thread while the object stands. One at a time.
 class syscall_watch {
  public:

@@ -1,32 +1,15 @@
 // ID3v2 tags put together by hand, one field at a time.
 #pragma once
 
-#include "frame/bytes.h"
+#include "support/bytes.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace zelmora::test {
-
-using bytes = std::vector<std::byte>;
-
-inline bytes to_bytes(std::string_view text) {
-  const auto span = as_byte_span(text);
-  return {span.begin(), span.end()};
-}
-inline bytes to_bytes(std::initializer_list<int> values) {
-  bytes result;
-  for (const int value : values) result.push_back(static_cast<std::byte>(value));
-  return result;
-}
-inline bytes operator+(bytes a, const bytes& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
 
 inline bytes be_size(std::size_t size) {
   bytes result(4);
