@@ -81,6 +81,11 @@ packet_source::packet packet_source::next(abort_callback& abort) {
 }
 
 void packet_source::seek(std::uint64_t position, abort_callback& abort) {
+  if (position >= position_ && position - position_ <= end_ - begin_) {
+    begin_ += static_cast<std::size_t>(position - position_);
+    position_ = position;
+    return;
+  }
   if (stream_.file->can_seek()) {
     const auto size = stream_.file->get_size(abort);
     if (size != file::unknown_size) position = std::min(position, size - std::min(size, stream_.data_offset));
@@ -211,6 +216,8 @@ void wav_decoder_acm::seek_to_frame(std::uint64_t sample, abort_callback& abort)
   constexpr std::uint64_t longest_frame = 1152;
   const auto lead_in = (*rule_.packets_before + 1) * longest_frame;
   const auto start = sample - std::min(sample, lead_in);
+  // From what was wanted last on, decoding is exact already.
+  if (sample >= wanted_ && decoded_ <= sample && (start < decoded_ || is_drained_)) return;
   const bool is_near = decoded_ <= start && !is_drained_;
   const auto from = index_.find(start);
   if (!is_near || from.sample > decoded_) restart_at(from, abort);
