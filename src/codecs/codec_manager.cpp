@@ -187,13 +187,13 @@ class conversion final : public codec_conversion {
 
   void open_decoder() {
     const std::span record(format_.record);
-    decoder_ = load_ffmpeg_bridge().open({.codec_id = row_.codec_id,
-                                          .extradata = record.subspan(wave_limits::ex_size, format_.extra_size),
-                                          .sample_rate = format_.rate,
-                                          .channels = format_.channels,
-                                          .bits_per_coded_sample = format_.bits,
-                                          .block_align = format_.block_align,
-                                          .bit_rate = std::uint64_t{format_.average_bytes} * 8});
+    decoder_ = open_ffmpeg_decoder({.codec_id = row_.codec_id,
+                                    .extradata = record.subspan(wave_limits::ex_size, format_.extra_size),
+                                    .sample_rate = format_.rate,
+                                    .channels = format_.channels,
+                                    .bits_per_coded_sample = format_.bits,
+                                    .block_align = format_.block_align,
+                                    .bit_rate = std::uint64_t{format_.average_bytes} * 8});
   }
   void open_parser() {
     if (row_.form != data_form::frames || is_mpeg(row_)) return;

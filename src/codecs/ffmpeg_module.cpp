@@ -4,6 +4,7 @@
 #include "frame/component.h"
 #include "frame/host_services.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <climits>
@@ -51,9 +52,7 @@ ffmpeg_bridge* load() {
   if (library == nullptr) raise(::dlerror());
   void* const symbol = ::dlsym(library, ffmpeg_bridge_symbol);
   if (symbol == nullptr) raise(::dlerror());
-  // Level 4 stands for "experimental", -2 there; 0 for "very", 2.
-  const auto strictness = 2 - static_cast<std::int64_t>(get_ffmpeg_strict_level());
-  auto* const bridge = reinterpret_cast<ffmpeg_bridge_function*>(symbol)(ffmpeg_bridge_revision, strictness);
+  auto* const bridge = reinterpret_cast<ffmpeg_bridge_function*>(symbol)(ffmpeg_bridge_revision);
   if (bridge == nullptr) raise((path + ": it is of another version").c_str());
   write_version(*bridge);
   return bridge;
@@ -65,6 +64,12 @@ ffmpeg_bridge& load_ffmpeg_bridge() {
   static ffmpeg_bridge* const bridge = load(); // Tried again after a failure.
   loaded.store(bridge);
   return *bridge;
+}
+
+std::unique_ptr<ffmpeg_decoder> open_ffmpeg_decoder(const ffmpeg_setup& setup) {
+  // Level 4 stands for "experimental", -2 there; 0 for "very", 2.
+  const auto level = std::min<std::uint64_t>(get_ffmpeg_strict_level(), 4);
+  return load_ffmpeg_bridge().open(setup, 2 - static_cast<int>(level));
 }
 
 bool is_ffmpeg_bridge_loaded() noexcept { return loaded.load() != nullptr; }
