@@ -4,7 +4,6 @@
 #include "codecs/codec_manager.h"
 #include "pcm/wav_decoder.h"
 
-#include "frame/bytes.h"
 #include "frame/exceptions.h"
 
 #include <algorithm>
@@ -208,8 +207,7 @@ void wav_decoder_acm::restart_at(packet_index::entry where, abort_callback& abor
 
 void wav_decoder_acm::seek_to_block(std::uint64_t sample, abort_callback& abort) {
   const auto block = sample / rule_.block_samples;
-  const auto position = checked_mul(block, std::uint64_t{rule_.block_bytes});
-  restart_at({block * rule_.block_samples, std::min(position, stream_.data_size)}, abort);
+  restart_at({block * rule_.block_samples, find_block(stream_, block, rule_.block_bytes)}, abort);
 }
 
 void wav_decoder_acm::seek_to_frame(std::uint64_t sample, abort_callback& abort) {

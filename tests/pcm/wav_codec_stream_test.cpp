@@ -29,6 +29,17 @@ TEST_P(WavCodecStream, seeks_forward_by_any_distance) {
   }
 }
 
+TEST_P(WavCodecStream, beyond_the_end_is_the_end) {
+  test_decoder wav(fixture_file("wav_codecs/" + GetParam().at(0)));
+  wav.decoder->initialize(0, 0, wav.abort);
+  for (const double seconds : {100.0, 1e12, 4e14, 1e300}) {
+    wav.decoder->seek(seconds, wav.abort);
+    EXPECT_EQ(decode_to_end(*wav.decoder, wav.abort).frames(), 0u) << seconds;
+  }
+  wav.decoder->seek(0, wav.abort);
+  EXPECT_NE(decode_to_end(*wav.decoder, wav.abort).frames(), 0u);
+}
+
 INSTANTIATE_TEST_SUITE_P(files, WavCodecStream, testing::ValuesIn(load_fixture_table("wav_codecs/expected_pcm.tsv")),
                          [](const auto& tested) { return tested.param.at(0).substr(0, tested.param.at(0).find('.')); });
 
