@@ -211,8 +211,7 @@ void wav_decoder_acm::seek_to_block(std::uint64_t sample, abort_callback& abort)
 }
 
 void wav_decoder_acm::seek_to_frame(std::uint64_t sample, abort_callback& abort) {
-  constexpr std::uint64_t longest_frame = 1152;
-  const auto lead_in = (*rule_.packets_before + 1) * longest_frame;
+  const auto lead_in = (*rule_.packets_before + std::uint64_t{1}) * rule_.longest_packet;
   const auto start = sample - std::min(sample, lead_in);
   // From what was wanted last on, decoding is exact already.
   if (sample >= wanted_ && decoded_ <= sample && (start < decoded_ || is_drained_)) return;
