@@ -25,6 +25,8 @@ enum class data_form : std::uint8_t {
   frames,  ///< of any size, which tell where they end
 };
 
+constexpr std::uint16_t mp3_tag = 0x0055;
+
 constexpr unsigned whole_way = ~0u;
 
 struct codec_row {
@@ -35,8 +37,7 @@ struct codec_row {
   unsigned packets_before = whole_way; ///< see `codec_seek_rule`
 };
 
-/// The bit reservoir of layer 3 reaches back 511 bytes, ten frames of the lowest rate; one more for the overlap.
-constexpr unsigned mpeg_packets_before = 11;
+constexpr unsigned of_mpeg = whole_way - 1; ///< it depends on the rates
 
 constexpr std::array codecs{
     codec_row{0x0002, AV_CODEC_ID_ADPCM_MS, "Microsoft ADPCM", data_form::blocks, 0},
@@ -48,8 +49,8 @@ constexpr std::array codecs{
     codec_row{0x0031, AV_CODEC_ID_GSM_MS, "GSM 6.10", data_form::blocks},
     codec_row{0x0042, AV_CODEC_ID_G723_1, "Microsoft G.723.1", data_form::blocks},
     codec_row{0x0045, AV_CODEC_ID_ADPCM_G726, "G.726", data_form::blocks},
-    codec_row{0x0050, AV_CODEC_ID_MP3, "MPEG", data_form::frames, mpeg_packets_before},
-    codec_row{0x0055, AV_CODEC_ID_MP3, "MPEG Layer-3", data_form::frames, mpeg_packets_before},
+    codec_row{0x0050, AV_CODEC_ID_MP3, "MPEG", data_form::frames, of_mpeg},
+    codec_row{mp3_tag, AV_CODEC_ID_MP3, "MPEG Layer-3", data_form::frames, of_mpeg},
     codec_row{0x0061, AV_CODEC_ID_ADPCM_IMA_DK4, "Duck DK4 ADPCM", data_form::blocks, 0},
     codec_row{0x0062, AV_CODEC_ID_ADPCM_IMA_DK3, "Duck DK3 ADPCM", data_form::blocks, 0},
     codec_row{0x0064, AV_CODEC_ID_ADPCM_G726, "G.726", data_form::blocks},
@@ -93,6 +94,23 @@ std::uint32_t block_samples(std::uint32_t codec_id, const wave_format& format) {
   // Seven bytes of each channel are its state, two samples among them; two samples stand in each byte of the rest.
   const auto head = 7 * channels;
   return format.block_align <= head ? 0 : (format.block_align - head) * 2 / channels + 2;
+}
+
+/// The bit reservoir of layer 3 reaches back 511 bytes of other frames' data, 255 at the low sampling rates, where a
+/// frame of the lowest bit rate holds little beside its own head. ISO/IEC 11172-3, 2.4.1.7, ISO/IEC 13818-3, 2.4.1.7.
+codec_seek_rule mpeg_rule(const wave_format& format) {
+  constexpr std::uint32_t header_and_crc = 6;
+  constexpr unsigned overlap = 1;
+  const bool is_low = format.rate < 32000;
+  const bool is_mono = format.channels == 1;
+  const std::uint32_t side = is_low ? (is_mono ? 9 : 17) : (is_mono ? 17 : 32);
+  const std::uint32_t smallest_frame = is_low ? 72000 * 8 / format.rate : 144000 * 32 / format.rate;
+  const std::uint32_t head = header_and_crc + side;
+  const auto data = smallest_frame > head ? smallest_frame - head : 1;
+  codec_seek_rule rule;
+  rule.packets_before = (is_low ? 255 : 511) / data + 1 + overlap;
+  rule.longest_packet = is_low && format.tag == mp3_tag ? 576 : 1152;
+  return rule;
 }
 
 /// Pieces of one size.
@@ -187,13 +205,13 @@ class conversion final : public codec_conversion {
 
   void open_decoder() {
     const std::span record(format_.record);
-    decoder_ = load_ffmpeg_bridge().open({.codec_id = row_.codec_id,
-                                          .extradata = record.subspan(wave_limits::ex_size, format_.extra_size),
-                                          .sample_rate = format_.rate,
-                                          .channels = format_.channels,
-                                          .bits_per_coded_sample = format_.bits,
-                                          .block_align = format_.block_align,
-                                          .bit_rate = std::uint64_t{format_.average_bytes} * 8});
+    decoder_ = open_ffmpeg_decoder({.codec_id = row_.codec_id,
+                                    .extradata = record.subspan(wave_limits::ex_size, format_.extra_size),
+                                    .sample_rate = format_.rate,
+                                    .channels = format_.channels,
+                                    .bits_per_coded_sample = format_.bits,
+                                    .block_align = format_.block_align,
+                                    .bit_rate = std::uint64_t{format_.average_bytes} * 8});
   }
   void open_parser() {
     if (row_.form != data_form::frames || is_mpeg(row_)) return;
@@ -214,6 +232,7 @@ class conversion final : public codec_conversion {
     return row.form == data_form::samples ? samples_per_piece : block_samples(row.codec_id, format);
   }
   static codec_seek_rule make_rule(const codec_row& row, const wave_format& format) {
+    if (row.packets_before == of_mpeg) return mpeg_rule(format);
     codec_seek_rule rule;
     if (row.packets_before != whole_way) rule.packets_before = row.packets_before;
     if (row.form == data_form::samples) rule.block_bytes = format.channels, rule.block_samples = 1;

@@ -30,6 +30,7 @@ struct codec_seek_rule {
   /// Packets before the wanted one from which on all is as in a linear decode; none when nothing less than the whole
   /// way will do.
   std::optional<unsigned> packets_before{};
+  std::uint32_t longest_packet = 1152; ///< samples per channel of one of those
 };
 
 /// An open conversion: one thread at a time.

@@ -65,14 +65,19 @@ class decoder_acm : public packet_decoder {
     abort.check();
     chunk.reset();
     take(setup_bytes(data, size));
+    const bool is_last = size == 0;
     std::size_t begin = 0;
-    for (;;) {
-      const auto packet = codec_->cut(std::span(buffer_).subspan(begin, rest_ - begin), size == 0);
-      begin += packet.used;
-      if (packet.bytes.empty() && packet.used == 0) break;
-      if (packet.bytes.empty()) continue;
-      codec_->convert(packet.bytes, piece_, abort);
-      append(chunk, piece_);
+    try {
+      for (;;) {
+        const auto packet = codec_->cut(std::span(buffer_).subspan(begin, rest_ - begin), is_last);
+        begin += packet.used;
+        if (packet.bytes.empty() && packet.used == 0) break;
+        if (!packet.bytes.empty()) convert(packet.bytes, chunk, abort);
+      }
+      if (is_last) convert({}, chunk, abort);
+    } catch (const exception_io_data&) {
+      keep_from(begin); // What follows the corrupt packet.
+      throw;
     }
     keep_from(begin);
   }
@@ -80,6 +85,10 @@ class decoder_acm : public packet_decoder {
   void analyze_first_frame(const void*, std::size_t, abort_callback&) override {}
 
  private:
+  void convert(std::span<const std::byte> packet, audio_chunk& chunk, abort_callback& abort) {
+    codec_->convert(packet, piece_, abort);
+    append(chunk, piece_);
+  }
   void take(std::span<const std::byte> data) {
     constexpr std::size_t most = 0x40000000;
     if (data.size() > most - std::min(most, rest_)) throw exception_io_data();

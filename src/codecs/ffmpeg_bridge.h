@@ -72,8 +72,9 @@ class ffmpeg_parser {
 class ffmpeg_bridge {
  public:
   virtual std::string version() = 0;
-  /// Raises standard exceptions "ffmpeg: ..." when the library has no such decoder or can't open it.
-  virtual std::unique_ptr<ffmpeg_decoder> open(const ffmpeg_setup& setup) = 0;
+  /// With the library's number of a level of compliance. Raises standard exceptions "ffmpeg: ..." when the library has
+  /// no such decoder or can't open it.
+  virtual std::unique_ptr<ffmpeg_decoder> open(const ffmpeg_setup& setup, int strictness) = 0;
   /// Null when the library has none for the codec.
   virtual std::unique_ptr<ffmpeg_parser> open_parser(std::uint32_t codec_id) = 0;
 
@@ -84,12 +85,15 @@ class ffmpeg_bridge {
 /// The module's bridge, loaded at the first call and never unloaded. Raises `std::runtime_error` when it can't be.
 ffmpeg_bridge& load_ffmpeg_bridge();
 
+/// A decoder of that bridge, as compliant as the settings want it.
+std::unique_ptr<ffmpeg_decoder> open_ffmpeg_decoder(const ffmpeg_setup& setup);
+
 /// Whether it has been loaded.
 bool is_ffmpeg_bridge_loaded() noexcept;
 
 /// The module's one exported function, and the revision of this header that it was made for.
-using ffmpeg_bridge_function = ffmpeg_bridge*(unsigned revision, std::int64_t strictness);
-inline constexpr unsigned ffmpeg_bridge_revision = 1;
+using ffmpeg_bridge_function = ffmpeg_bridge*(unsigned revision);
+inline constexpr unsigned ffmpeg_bridge_revision = 2;
 inline constexpr const char* ffmpeg_bridge_symbol = "zelmora_ffmpeg_bridge";
 inline constexpr const char* ffmpeg_module_name = "zel_ffmpeg.so";
 

@@ -1,8 +1,10 @@
 // Loads the module over libavcodec, and tells the host's log of its version.
 #include "codecs/codec_settings.h"
 #include "codecs/ffmpeg_bridge.h"
+#include "frame/component.h"
 #include "frame/host_services.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <climits>
@@ -32,6 +34,17 @@ std::string own_directory() {
   return directory_of(is_program ? program_path : path);
 }
 
+std::string version_line(ffmpeg_bridge& bridge) { return "FFmpeg version: " + bridge.version(); }
+
+void write_version(ffmpeg_bridge& bridge) {
+  static std::atomic<bool> is_written{false};
+  if (is_written.exchange(true)) return;
+  for_each_service<console>([line = version_line(bridge)](const auto& log) {
+    log->print(line);
+    return true;
+  });
+}
+
 ffmpeg_bridge* load() {
   const auto path = own_directory() + ffmpeg_module_name;
   const auto raise = [&](const char* why) { throw std::runtime_error(fmt::format("ffmpeg: could not load {}", why)); };
@@ -39,15 +52,9 @@ ffmpeg_bridge* load() {
   if (library == nullptr) raise(::dlerror());
   void* const symbol = ::dlsym(library, ffmpeg_bridge_symbol);
   if (symbol == nullptr) raise(::dlerror());
-  // Level 4 stands for "experimental", -2 there; 0 for "very", 2.
-  const auto strictness = 2 - static_cast<std::int64_t>(get_ffmpeg_strict_level());
-  auto* const bridge = reinterpret_cast<ffmpeg_bridge_function*>(symbol)(ffmpeg_bridge_revision, strictness);
+  auto* const bridge = reinterpret_cast<ffmpeg_bridge_function*>(symbol)(ffmpeg_bridge_revision);
   if (bridge == nullptr) raise((path + ": it is of another version").c_str());
-  const auto line = "FFmpeg version: " + bridge->version();
-  for_each_service<console>([&](const auto& log) {
-    log->print(line);
-    return true;
-  });
+  write_version(*bridge);
   return bridge;
 }
 
@@ -59,6 +66,47 @@ ffmpeg_bridge& load_ffmpeg_bridge() {
   return *bridge;
 }
 
+std::unique_ptr<ffmpeg_decoder> open_ffmpeg_decoder(const ffmpeg_setup& setup) {
+  // Level 4 stands for "experimental", -2 there; 0 for "very", 2.
+  const auto level = std::min<std::uint64_t>(get_ffmpeg_strict_level(), 4);
+  return load_ffmpeg_bridge().open(setup, 2 - static_cast<int>(level));
+}
+
 bool is_ffmpeg_bridge_loaded() noexcept { return loaded.load() != nullptr; }
+
+namespace {
+
+/// What `tell` makes of the bridge, or nothing where the module is missing.
+template <class Tell>
+std::string describe_bridge(Tell tell) {
+  try {
+    return tell(load_ffmpeg_bridge());
+  } catch (const std::runtime_error&) {
+    return {};
+  }
+}
+
+/// Whoever asks for a version waits for the module.
+class ffmpeg_version : public component_version_entry {
+ public:
+  std::string get_name() override { return "FFmpeg Decoders"; }
+  std::string get_version() override {
+    return describe_bridge([](ffmpeg_bridge& bridge) { return bridge.version(); });
+  }
+  std::string get_about() override { return describe_bridge(version_line); }
+};
+
+/// Starting doesn't: the line comes with the module when that isn't there yet.
+class ffmpeg_startup_log : public startup_log_entry {
+ public:
+  void write() override {
+    if (is_ffmpeg_bridge_loaded()) write_version(load_ffmpeg_bridge());
+  }
+};
+
+service_factory_single_t<ffmpeg_version> version_factory;
+service_factory_single_t<ffmpeg_startup_log> startup_log_factory;
+
+} // namespace
 
 } // namespace zelmora

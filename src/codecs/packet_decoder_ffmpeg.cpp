@@ -35,6 +35,7 @@ void packet_decoder_ffmpeg::decode(const void* data, std::size_t size, audio_chu
 }
 
 void packet_decoder_ffmpeg::analyze_first_frame(const void* data, std::size_t size, abort_callback& abort) {
+  if (!analyze_first_frame_supported()) return;
   audio_chunk_impl scratch;
   try {
     decode(data, size, scratch, abort);

@@ -33,7 +33,7 @@ class packet_decoder_ffmpeg : public packet_decoder {
  protected:
   explicit packet_decoder_ffmpeg(packet_dependency dependency) : dependency_(dependency) {}
 
-  void open_codec(const ffmpeg_setup& setup) { decoder_ = load_ffmpeg_bridge().open(setup); }
+  void open_codec(const ffmpeg_setup& setup) { decoder_ = open_ffmpeg_decoder(setup); }
   /// The packet in the form that the library takes; as it is by default.
   virtual std::span<const std::byte> prepare(std::span<const std::byte> packet) { return packet; }
 

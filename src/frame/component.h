@@ -18,6 +18,18 @@ class component_version_entry : public service_base {
 
   virtual std::string get_name() = 0;
   virtual std::string get_version() = 0;
+  /// What stands in the box that tells more of it; may be empty.
+  virtual std::string get_about() { return {}; }
+};
+
+/// Is called once, when the host has started, to write to the console what may help to explain later trouble.
+class startup_log_entry : public service_base {
+ public:
+  using interface_type = startup_log_entry;
+  using interface_parent = service_base;
+  static constexpr guid class_guid = "6E0A5F35-1D0B-4B26-8A2C-7C9E3D5B8F54"_guid;
+
+  virtual void write() = 0;
 };
 
 /// Whether the module lies on the disk under its proper file name.

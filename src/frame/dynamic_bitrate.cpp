@@ -7,6 +7,18 @@
 
 namespace zelmora {
 
+bool bitrate_accumulator::publish(file_info& info) {
+  const auto rate = std::floor(static_cast<double>(bits_) / seconds_ * 0.001 + 0.5);
+  clear();
+  constexpr double most = 1e15; // also what no time at all gives
+  if (!(rate >= 0 && rate < most)) return false;
+  const auto text = std::to_string(static_cast<std::int64_t>(rate));
+  const auto* const shown = info.info_get(info_field::bitrate_dynamic);
+  if (shown != nullptr && *shown == text) return false;
+  info.info_set(info_field::bitrate_dynamic, text);
+  return true;
+}
+
 void dynamic_bitrate_helper::initialize() {
   if (initialized_) return;
   initialized_ = true;
@@ -16,36 +28,24 @@ void dynamic_bitrate_helper::initialize() {
   interval_ = enabled_ ? 1 / rate : 0;
 }
 
-void dynamic_bitrate_helper::clear_stretch() {
-  stretch_seconds_ = 0;
-  stretch_bits_ = 0;
-}
-
 void dynamic_bitrate_helper::on_frame(double seconds, std::size_t bits) {
   initialize();
   time_ += seconds;
-  stretch_seconds_ += seconds;
-  stretch_bits_ += bits;
+  stretch_.add_bits(bits, seconds);
 }
 
 bool dynamic_bitrate_helper::on_update(file_info& info, double& delta) {
   initialize();
-  if (!enabled_ || stretch_seconds_ <= interval_) return false;
-  const auto rate =
-      static_cast<std::int64_t>(std::floor(static_cast<double>(stretch_bits_) / stretch_seconds_ * 0.001 + 0.5));
-  const auto* shown = info.info_get(info_field::bitrate_dynamic);
-  const bool changed = shown == nullptr || *shown != std::to_string(rate);
-  if (changed) {
-    delta = time_ - stretch_seconds_;
-    info.info_set_int(info_field::bitrate_dynamic, rate);
-  }
-  clear_stretch();
-  return changed;
+  if (!enabled_ || stretch_.seconds() <= interval_) return false;
+  const auto begin = time_ - stretch_.seconds();
+  if (!stretch_.publish(info)) return false;
+  delta = begin;
+  return true;
 }
 
 void dynamic_bitrate_helper::reset() {
   time_ = 0;
-  clear_stretch();
+  stretch_.clear();
   initialized_ = false;
 }
 

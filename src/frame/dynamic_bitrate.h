@@ -3,7 +3,29 @@
 
 #include "frame/file_info.h"
 
+#include <cstddef>
+#include <cstdint>
+
 namespace zelmora {
+
+/// Bits and the time that they sound.
+class bitrate_accumulator {
+ public:
+  void add_bits(std::uint64_t bits, double seconds) {
+    bits_ += bits;
+    seconds_ += seconds;
+  }
+  void add_bytes(std::size_t bytes, double seconds) { add_bits(std::uint64_t{bytes} * 8, seconds); }
+  double seconds() const noexcept { return seconds_; }
+  /// Sets "bitrate_dynamic" [kbit/s] in `info` when it isn't the same already, which it answers; starts anew either
+  /// way.
+  bool publish(file_info& info);
+  void clear() noexcept { *this = {}; }
+
+ private:
+  std::uint64_t bits_ = 0;
+  double seconds_ = 0;
+};
 
 /// Reads the host's refresh rate at its first use; without one, or with 0, it never updates.
 class dynamic_bitrate_helper {
@@ -18,11 +40,9 @@ class dynamic_bitrate_helper {
 
  private:
   void initialize();
-  void clear_stretch();
 
   double time_ = 0; ///< since start [s]
-  double stretch_seconds_ = 0;
-  std::size_t stretch_bits_ = 0;
+  bitrate_accumulator stretch_;
   double interval_ = 0; ///< [s]
   bool initialized_ = false;
   bool enabled_ = false;

@@ -1,6 +1,7 @@
 #include "host/host.h"
 
 #include "frame/client.h"
+#include "frame/component.h"
 #include "frame/exceptions.h"
 #include "host/config_store.h"
 #include "host/plugin_loader.h"
@@ -83,6 +84,10 @@ struct host_instance::state {
     abort_callback_dummy no_abort;
     configuration->load(no_abort);
     running.emplace(client);
+    for_each_service<startup_log_entry>([](const auto& entry) {
+      entry->write();
+      return true;
+    });
   }
 
   single_host single;

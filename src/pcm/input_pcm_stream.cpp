@@ -1,5 +1,4 @@
 // Raw samples that a server sends as "audio/L16;rate=...;channels=...": 16 bits, big-endian. RFC 2586.
-#include "frame/bytes.h"
 #include "frame/exceptions.h"
 #include "frame/input_impl.h"
 #include "frame/text.h"
@@ -102,7 +101,8 @@ class input_pcm_stream : public input_stubs {
 
   void decode_seek(double seconds, abort_callback& abort) {
     if (!(seconds >= 0)) throw exception_io_data();
-    auto target = checked_mul(audio_math::time_to_samples(seconds, format_.rate), std::uint64_t{format_.frame_size()});
+    constexpr auto most = std::uint64_t{1} << 56; // what no stream reaches
+    auto target = std::min(audio_math::time_to_samples(seconds, format_.rate), most) * format_.frame_size();
     if (file_->can_seek()) {
       if (const auto size = file_->get_size(abort); size != file::unknown_size) target = std::min(target, size);
       return file_->seek(target, abort);

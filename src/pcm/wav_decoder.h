@@ -22,6 +22,9 @@ struct wav_stream {
   std::function<void(std::string_view)> report_error{}; ///< for damage that costs samples, and no more
 };
 
+/// Where the block with number `block` begins [bytes from the start of the data], or the end where there is none.
+std::uint64_t find_block(const wav_stream& stream, std::uint64_t block, std::uint32_t block_bytes);
+
 class wav_decoder {
  public:
   virtual ~wav_decoder() = default;

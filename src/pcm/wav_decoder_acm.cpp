@@ -4,7 +4,6 @@
 #include "codecs/codec_manager.h"
 #include "pcm/wav_decoder.h"
 
-#include "frame/bytes.h"
 #include "frame/exceptions.h"
 
 #include <algorithm>
@@ -81,6 +80,11 @@ packet_source::packet packet_source::next(abort_callback& abort) {
 }
 
 void packet_source::seek(std::uint64_t position, abort_callback& abort) {
+  if (position >= position_ && position - position_ <= end_ - begin_) {
+    begin_ += static_cast<std::size_t>(position - position_);
+    position_ = position;
+    return;
+  }
   if (stream_.file->can_seek()) {
     const auto size = stream_.file->get_size(abort);
     if (size != file::unknown_size) position = std::min(position, size - std::min(size, stream_.data_offset));
@@ -203,14 +207,14 @@ void wav_decoder_acm::restart_at(packet_index::entry where, abort_callback& abor
 
 void wav_decoder_acm::seek_to_block(std::uint64_t sample, abort_callback& abort) {
   const auto block = sample / rule_.block_samples;
-  const auto position = checked_mul(block, std::uint64_t{rule_.block_bytes});
-  restart_at({block * rule_.block_samples, std::min(position, stream_.data_size)}, abort);
+  restart_at({block * rule_.block_samples, find_block(stream_, block, rule_.block_bytes)}, abort);
 }
 
 void wav_decoder_acm::seek_to_frame(std::uint64_t sample, abort_callback& abort) {
-  constexpr std::uint64_t longest_frame = 1152;
-  const auto lead_in = (*rule_.packets_before + 1) * longest_frame;
+  const auto lead_in = (*rule_.packets_before + std::uint64_t{1}) * rule_.longest_packet;
   const auto start = sample - std::min(sample, lead_in);
+  // From what was wanted last on, decoding is exact already.
+  if (sample >= wanted_ && decoded_ <= sample && (start < decoded_ || is_drained_)) return;
   const bool is_near = decoded_ <= start && !is_drained_;
   const auto from = index_.find(start);
   if (!is_near || from.sample > decoded_) restart_at(from, abort);

@@ -2,7 +2,6 @@
 #include "pcm/ima_adpcm.h"
 #include "pcm/wav_decoder.h"
 
-#include "frame/bytes.h"
 #include "frame/exceptions.h"
 
 #include <algorithm>
@@ -85,8 +84,7 @@ bool wav_decoder_ima::run(audio_chunk& chunk, abort_callback& abort) {
 void wav_decoder_ima::seek(double seconds, abort_callback& abort) {
   if (!(seconds >= 0)) throw exception_io_data();
   const auto sample = audio_math::time_to_samples(seconds, codec_.rate());
-  auto target = checked_mul(sample / codec_.samples_per_block(), std::uint64_t{codec_.block_size()});
-  target = std::min(target, stream_.data_size);
+  const auto target = find_block(stream_, sample / codec_.samples_per_block(), codec_.block_size());
   if (!stream_.file->can_seek()) {
     if (target < data_position_) throw exception_io_object_not_seekable();
     data_position_ += stream_.file->skip(target - data_position_, abort);

@@ -5,6 +5,7 @@
 #include "frame/bytes.h"
 #include "support/bytes.h"
 #include "support/fixtures.h"
+#include "support/largest_allocation.h"
 #include "support/test_services.h"
 
 #include <array>
@@ -124,6 +125,29 @@ TEST_P(PacketDecode, promised_padding_changes_nothing) {
   EXPECT_EQ(md5_of(pcm), find_expected(GetParam().name).md5);
 }
 
+TEST_P(PacketDecode, takes_no_memory_once_it_runs) {
+  const auto before_opening = allocation_count();
+  const auto decoder = open();
+  EXPECT_NE(allocation_count(), before_opening) << "nothing is counted";
+  decode(*decoder, packets());
+  decoder->reset_after_seek();
+  const auto before = allocation_count();
+  for (const auto& packet : packets()) decoder->decode(packet.data(), packet.size(), chunk, abort);
+  EXPECT_EQ(allocation_count(), before);
+}
+
+TEST_P(PacketDecode, is_drained_by_an_empty_packet) {
+  const auto decoder = open();
+  decode(*decoder, packets());
+  decoder->decode(nullptr, 0, chunk, abort);
+  decoder->decode(nullptr, 0, chunk, abort);
+  EXPECT_EQ(chunk.get_sample_count(), 0u);
+  const auto& packet = packets()[0];
+  EXPECT_THROW(decoder->decode(packet.data(), packet.size(), chunk, abort), exception_io_data) << "lost without a word";
+  decoder->reset_after_seek();
+  EXPECT_NE(decode(*decoder, packets()).size(), 0u);
+}
+
 class PacketDecodeFromTheMiddle : public PacketDecode {};
 
 TEST_P(PacketDecodeFromTheMiddle, is_as_from_the_start) {
@@ -209,18 +233,27 @@ bytes alac_setup(std::uint32_t frame, int bits, int channels) {
   return setup;
 }
 
+bytes aac_setup(std::size_t size) {
+  auto setup = to_bytes({0x12, 0x10});
+  setup.resize(size);
+  return setup;
+}
+
 INSTANTIATE_TEST_SUITE_P(
     of, HostileSetup,
-    testing::Values(hostile_case{"alac_of_nothing", packet_decoder::owner_mp4_alac, {}},
-                    hostile_case{"alac_cut", packet_decoder::owner_mp4_alac, bytes(20)},
-                    hostile_case{"alac_endless_frames", packet_decoder::owner_mp4_alac, alac_setup(0xFFFFFFFF, 16, 2)},
-                    hostile_case{"alac_255_channels", packet_decoder::owner_mp4_alac, alac_setup(4096, 16, 255)},
-                    hostile_case{"alac_99_bits", packet_decoder::owner_mp4_alac, alac_setup(4096, 99, 2)},
-                    hostile_case{"aac_of_nothing", packet_decoder::owner_mp4, {}},
-                    hostile_case{"aac_rate_13", packet_decoder::owner_mp4, to_bytes({0x16, 0x90})},
-                    hostile_case{"adif", packet_decoder::owner_adif, bytes(40)},
-                    hostile_case{"matroska_of_another_size", packet_decoder::owner_matroska,
-                                 bytes(sizeof(matroska_setup) - 1)}),
+    testing::Values(
+        hostile_case{"alac_of_nothing", packet_decoder::owner_mp4_alac, {}},
+        hostile_case{"alac_cut", packet_decoder::owner_mp4_alac, bytes(20)},
+        hostile_case{"alac_endless_frames", packet_decoder::owner_mp4_alac, alac_setup(0xFFFFFFFF, 16, 2)},
+        hostile_case{"alac_255_channels", packet_decoder::owner_mp4_alac, alac_setup(4096, 16, 255)},
+        hostile_case{"alac_99_bits", packet_decoder::owner_mp4_alac, alac_setup(4096, 99, 2)},
+        hostile_case{"aac_of_nothing", packet_decoder::owner_mp4, {}},
+        hostile_case{"aac_rate_13", packet_decoder::owner_mp4, to_bytes({0x16, 0x90})},
+        // An escaped rate of 999 Hz.
+        hostile_case{"aac_rate_of_no_chunk", packet_decoder::owner_mp4, to_bytes({0x17, 0x80, 0x01, 0xF3, 0x90})},
+        hostile_case{"aac_endless_setup", packet_decoder::owner_mp4, aac_setup(std::size_t{1} << 25)},
+        hostile_case{"adif", packet_decoder::owner_adif, bytes(40)},
+        hostile_case{"matroska_of_another_size", packet_decoder::owner_matroska, bytes(sizeof(matroska_setup) - 1)}),
     [](const auto& c) { return std::string(c.param.name); });
 
 } // namespace

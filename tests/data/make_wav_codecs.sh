@@ -47,4 +47,5 @@ encode g726.wav 8000 0.5 1 -c:a g726 -b:a 32k;          by_ffmpeg g726.wav 8000 
 encode g722.wav 16000 0.3 1 -c:a adpcm_g722;            by_ffmpeg g722.wav 16000 1
 encode mp3.wav 44100 1 2 -c:a libmp3lame -b:a 96k;      by_ffmpeg_up_to_fact mp3.wav 44100 2
 encode mp3_low_rate.wav 16000 1 1 -c:a libmp3lame -b:a 24k; by_ffmpeg_up_to_fact mp3_low_rate.wav 16000 1
+encode mp3_lowest_rate.wav 24000 2 2 -c:a libmp3lame -b:a 8k; by_ffmpeg_up_to_fact mp3_lowest_rate.wav 24000 2
 encode ac3.wav 48000 0.3 2 -c:a ac3 -b:a 96k;           by_ffmpeg ac3.wav 48000 2

@@ -266,6 +266,24 @@ TEST(DynamicBitrate, UpdatesOnlyOnChangeAndAfterTheInterval) {
   EXPECT_NEAR(delta, 0, 1e-12);
 }
 
+TEST(DynamicBitrate, APublishedStretchIsForgotten) {
+  bitrate_accumulator stretch;
+  file_info_impl info;
+  EXPECT_FALSE(stretch.publish(info)) << "no time has passed";
+  const struct {
+    std::size_t bytes;
+    double seconds;
+    bool is_new;
+    const char* shown;
+  } steps[]{{16000, 1, true, "128"}, {16062, 1, false, "128"}, {16063, 1, true, "129"},
+            {500, 0, false, "129"},  {4000, 0.5, true, "64"},  {4000, 0.5, false, "64"}};
+  for (const auto& step : steps) {
+    stretch.add_bytes(step.bytes, step.seconds);
+    EXPECT_EQ(stretch.publish(info), step.is_new) << step.bytes;
+    EXPECT_EQ(*info.info_get("bitrate_dynamic"), step.shown);
+  }
+}
+
 TEST(DynamicBitrate, RateZeroNeverUpdates) {
   test::attach_own_services();
   refresh_rate = 0;

@@ -71,6 +71,7 @@ TEST_F(LoadedPlugin, TellsWhatItIs) {
   EXPECT_TRUE(std::ranges::any_of(components, [](const auto& entry) {
     return entry->get_name() == "Format Bench" && entry->get_version() == "2.0 beta 3";
   }));
+  EXPECT_EQ(enumerate_services<startup_log_entry>().size(), 1u);
   const auto check = service_single<component_file_check_entry>();
   EXPECT_TRUE(check->is_proper_file_name(host.plugin_path()));
   EXPECT_FALSE(check->is_proper_file_name("/somewhere/renamed.so"));

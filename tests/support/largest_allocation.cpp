@@ -6,10 +6,12 @@
 
 namespace {
 std::atomic<std::size_t> largest = 0;
+std::atomic<std::size_t> count = 0;
 } // namespace
 
 // The library's own form for std::stable_sort and others; what allocates must be of one make with what frees.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  count.fetch_add(1, std::memory_order_relaxed);
   auto known = largest.load(std::memory_order_relaxed);
   while (known < size && !largest.compare_exchange_weak(known, size, std::memory_order_relaxed)) {
   }
@@ -26,5 +28,6 @@ namespace zelmora::test {
 
 void clear_largest_allocation() noexcept { largest = 0; }
 std::size_t largest_allocation() noexcept { return largest; }
+std::size_t allocation_count() noexcept { return count; }
 
 } // namespace zelmora::test

@@ -38,11 +38,9 @@ class parser final : public ffmpeg_parser {
 
 class bridge final : public ffmpeg_bridge {
  public:
-  explicit bridge(int strictness) : strictness_(strictness) {}
-
   std::string version() override { return av_version_info(); }
-  std::unique_ptr<ffmpeg_decoder> open(const ffmpeg_setup& setup) override {
-    return std::make_unique<ffmpeg_packet_decoder>(setup, strictness_);
+  std::unique_ptr<ffmpeg_decoder> open(const ffmpeg_setup& setup, int strictness) override {
+    return std::make_unique<ffmpeg_packet_decoder>(setup, strictness);
   }
   std::unique_ptr<ffmpeg_parser> open_parser(std::uint32_t codec_id) override {
     av_ptr<AVCodecParserContext> state(av_parser_init(static_cast<int>(codec_id)));
@@ -52,19 +50,15 @@ class bridge final : public ffmpeg_bridge {
     context->codec_id = static_cast<AVCodecID>(codec_id);
     return std::make_unique<parser>(std::move(state), std::move(context));
   }
-
- private:
-  int strictness_;
 };
 
 } // namespace
 
 /// The library's own messages go to nobody: what matters is raised.
-extern "C" __attribute__((visibility("default"))) ffmpeg_bridge* zelmora_ffmpeg_bridge(unsigned revision,
-                                                                                       std::int64_t strictness) {
+extern "C" __attribute__((visibility("default"))) ffmpeg_bridge* zelmora_ffmpeg_bridge(unsigned revision) {
   if (revision != ffmpeg_bridge_revision) return nullptr;
   av_log_set_level(AV_LOG_QUIET);
-  static bridge instance(static_cast<int>(strictness));
+  static bridge instance;
   return &instance;
 }
 

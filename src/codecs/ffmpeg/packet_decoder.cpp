@@ -18,9 +18,12 @@ namespace {
 constexpr std::uint32_t max_channels = 256;
 constexpr std::uint32_t max_rate = audio_chunk::max_sample_rate;
 constexpr std::uint32_t max_bits = 64;
+constexpr std::uint32_t max_block = 1u << 24;   // [bytes]
+constexpr std::size_t max_extradata = 1u << 24; // Headers of Vorbis with pictures come nearest. [bytes]
 
 void check_setup(const ffmpeg_setup& setup) {
-  if (setup.channels > max_channels || setup.sample_rate > max_rate || setup.bits_per_coded_sample > max_bits)
+  if (setup.channels > max_channels || setup.sample_rate > max_rate || setup.bits_per_coded_sample > max_bits ||
+      setup.block_align > max_block || setup.extradata.size() > max_extradata)
     throw exception_io_data();
 }
 
@@ -87,9 +90,9 @@ void ffmpeg_decode_packet(ffmpeg_decoder_state& state, AVCodecContext& context, 
     ~clearing() { state.clear(); }
   } const at_end{state};
   chunk.reset();
-  if (const int result = avcodec_send_packet(&context, packet.data == nullptr ? nullptr : &packet);
-      result != AVERROR_EOF) // All is out already.
-    check_av(result);
+  const bool is_draining = packet.data == nullptr;
+  const int sent = avcodec_send_packet(&context, is_draining ? nullptr : &packet);
+  if (!is_draining || sent != AVERROR_EOF) check_av(sent); // All may be out already.
   std::size_t total = 0;
   for (;;) {
     auto& frame = state.next();
