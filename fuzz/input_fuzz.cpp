@@ -28,6 +28,7 @@ struct decoded {
   std::uint32_t rate = 0;
   std::uint32_t channels = 0;
   bool is_whole = false;
+  bool is_of_one_format = true;
 };
 
 decoded decode(input_decoder& decoder, abort_callback& abort) {
@@ -45,6 +46,7 @@ decoded decode(input_decoder& decoder, abort_callback& abort) {
       result.rate = chunk.get_srate();
       result.channels = chunk.get_channels();
     }
+    if (chunk.get_srate() != result.rate || chunk.get_channels() != result.channels) result.is_of_one_format = false;
     const auto samples = chunk.samples();
     result.samples.insert(result.samples.end(), samples.begin(), samples.end());
   }
@@ -56,7 +58,8 @@ bool same_bits(audio_sample a, audio_sample b) {
 }
 
 void check_seeks(input_decoder& decoder, const decoded& linear, abort_callback& abort) {
-  if (linear.channels == 0 || !linear.is_whole) return;
+  // Where the format changes there is no time that a number of samples stands for.
+  if (linear.channels == 0 || !linear.is_whole || !linear.is_of_one_format) return;
   const auto frames = linear.samples.size() / linear.channels;
   for (const auto target : {frames / 3, frames, std::size_t{0}}) {
     decoder.seek(audio_math::samples_to_time(target, linear.rate), abort);

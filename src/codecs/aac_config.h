@@ -20,6 +20,8 @@ struct aac_audio_config {
   bool short_frame = false;                ///< 960 samples a frame, not 1024
   bool has_sbr = false;
   bool has_ps = false;
+
+  friend bool operator==(const aac_audio_config&, const aac_audio_config&) = default;
 };
 
 /// Raises `exception_io_data` for reserved values and missing bits.

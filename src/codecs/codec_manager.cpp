@@ -188,6 +188,7 @@ class conversion final : public codec_conversion {
 
   void convert(std::span<const std::byte> bytes, audio_chunk& chunk, abort_callback& abort) override {
     decoder_->decode(bytes, chunk, abort);
+    complete_chunk(chunk, form_.rate);
   }
 
   void reset() override {

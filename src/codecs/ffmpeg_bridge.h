@@ -85,6 +85,10 @@ class ffmpeg_bridge {
 /// The module's bridge, loaded at the first call and never unloaded. Raises `std::runtime_error` when it can't be.
 ffmpeg_bridge& load_ffmpeg_bridge();
 
+/// Gives what a decoder has given the rate of the container where the stream doesn't tell one. Raises
+/// `exception_io_data` for samples that no stream has, which damaged headers bring about.
+void complete_chunk(audio_chunk& chunk, std::uint32_t container_rate);
+
 /// A decoder of that bridge, as compliant as the settings want it.
 std::unique_ptr<ffmpeg_decoder> open_ffmpeg_decoder(const ffmpeg_setup& setup);
 

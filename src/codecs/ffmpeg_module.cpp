@@ -66,6 +66,14 @@ ffmpeg_bridge& load_ffmpeg_bridge() {
   return *bridge;
 }
 
+void complete_chunk(audio_chunk& chunk, std::uint32_t container_rate) {
+  if (chunk.get_sample_count() == 0) return;
+  if (chunk.get_srate() == 0) chunk.set_srate(container_rate);
+  if (chunk.is_valid()) return;
+  chunk.reset();
+  throw zelmora_io::exception_io_data();
+}
+
 std::unique_ptr<ffmpeg_decoder> open_ffmpeg_decoder(const ffmpeg_setup& setup) {
   // Level 4 stands for "experimental", -2 there; 0 for "very", 2.
   const auto level = std::min<std::uint64_t>(get_ffmpeg_strict_level(), 4);

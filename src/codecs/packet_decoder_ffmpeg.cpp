@@ -31,7 +31,7 @@ void packet_decoder_ffmpeg::get_info(file_info& info) {
 void packet_decoder_ffmpeg::decode(const void* data, std::size_t size, audio_chunk& chunk, abort_callback& abort) {
   abort.check();
   decoder_->decode(prepare(setup_bytes(data, size)), chunk, abort);
-  if (chunk.get_sample_count() != 0 && chunk.get_srate() == 0) chunk.set_srate(container_rate_);
+  complete_chunk(chunk, container_rate_);
 }
 
 void packet_decoder_ffmpeg::analyze_first_frame(const void* data, std::size_t size, abort_callback& abort) {

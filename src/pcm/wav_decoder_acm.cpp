@@ -58,8 +58,13 @@ void packet_source::fill(abort_callback& abort) {
     want = static_cast<std::size_t>(std::min<std::uint64_t>(want, stream_.data_size - position_ - end_));
   // Who reads tags moves the file.
   const auto position = stream_.data_offset + position_ + end_;
-  if (stream_.file->can_seek() && stream_.file->get_position(abort) != position) stream_.file->seek(position, abort);
-  const auto got = stream_.file->read(buffer_.data() + end_, want, abort);
+  std::size_t got = 0;
+  try {
+    if (stream_.file->can_seek() && stream_.file->get_position(abort) != position) stream_.file->seek(position, abort);
+    got = stream_.file->read(buffer_.data() + end_, want, abort);
+  } catch (const exception_io_seek_out_of_range&) {
+    // The end, of a file that doesn't tell its size.
+  }
   end_ += got;
   std::memset(buffer_.data() + end_, 0, codec_conversion::cut_padding);
   has_all_ = got < step;

@@ -1,8 +1,11 @@
 // Every seed and every past find of the fuzz targets, fuzz/seeds/TARGET/NAME, through the check that the targets run. A
 // target without a check of its own is an input, and is called by its extension.
 #include "id3v2_check.h"
+#include "ima_check.h"
 #include "input_fuzz.h"
+#include "packets_check.h"
 #include "riff_tags_check.h"
+#include "stream_headers_check.h"
 #include "support/fixtures.h"
 #include "support/largest_allocation.h"
 #include "tag_processor_check.h"
@@ -38,7 +41,10 @@ constexpr std::array named_checks{
     named_check{"ape", fuzz::check_ape},
     named_check{"id3v1_lyrics3", fuzz::check_id3v1_lyrics3},
     named_check{"id3v2", fuzz::check_id3v2},
+    named_check{"ima", fuzz::check_ima},
+    named_check{"packets", fuzz::check_packets},
     named_check{"riff_tags", fuzz::check_riff_tags},
+    named_check{"stream_headers", fuzz::check_stream_headers},
     named_check{"tag_processor", fuzz::check_tag_processor},
 };
 

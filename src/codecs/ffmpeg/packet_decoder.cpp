@@ -135,7 +135,9 @@ ffmpeg_packet_decoder::ffmpeg_packet_decoder(const ffmpeg_setup& setup, int stri
   if (result >= 0) return;
   constexpr const char* what = "ffmpeg: could not open the decoder";
   if (result == AVERROR_PATCHWELCOME) throw exception_ffmpeg_patch_welcome();
-  if (result == AVERROR_INVALIDDATA || result == AVERROR(EINVAL)) throw exception_io_data(what); // The stream's fault.
+  // All else is the stream's fault: decoders say so with whatever number, -1 among them.
+  constexpr std::array of_installation{AVERROR(ENOMEM), AVERROR_EXPERIMENTAL, AVERROR_EXTERNAL, AVERROR_BUG};
+  if (std::ranges::find(of_installation, result) == of_installation.end()) throw exception_io_data(what);
   throw std::runtime_error(what);
 }
 
