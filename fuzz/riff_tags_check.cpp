@@ -223,8 +223,9 @@ std::string check_riff_tags(std::span<const std::byte> data) {
     try {
       abort_callback_dummy abort;
       input_wav().open(service_new<memory_file>(content), path, input_open_info_write, abort);
+      read(content);
     } catch (const exception_io&) {
-      return; // foreign data, or another container
+      return; // foreign data, another container, or a format that can't be described
     }
     trial(content).run();
   });

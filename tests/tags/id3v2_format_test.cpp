@@ -318,7 +318,8 @@ TEST(Id3v2, pictures_are_read_and_written) {
   EXPECT_EQ(found.type, 3u);
   EXPECT_EQ(as_text({found.data.begin(), found.data.end()}), "data");
   // A wide description ends at a zero unit, not at two zero bytes anywhere.
-  const auto wide = parse_picture({0, text("image/png\0\x15\xFF\xFE\0\x01\0\0data"sv, 1)});
+  const frame wide_frame{0, text("image/png\0\x15\xFF\xFE\0\x01\0\0data"sv, 1)};
+  const auto wide = parse_picture(wide_frame);
   EXPECT_EQ(as_text({wide.data.begin(), wide.data.end()}), "data");
   EXPECT_EQ(wide.type, 0u);
   for (const auto damaged :
