@@ -1,7 +1,7 @@
 // Frames of libavcodec as chunks. The module's sources are linked into this program.
 #include "codecs/ffmpeg/packet_decoder.h"
 
-#include "codec_bytes.h"
+#include "support/bytes.h"
 
 #include <array>
 #include <cstring>

@@ -2,7 +2,7 @@
 #include "codecs/codec_manager.h"
 #include "codecs/packet_decoder.h"
 
-#include "codec_bytes.h"
+#include "support/bytes.h"
 #include "support/test_services.h"
 
 #include <gtest/gtest.h>
