@@ -1,7 +1,7 @@
 #!/bin/sh
 # Measures `zel` beside the plain programs of this folder, and beside peers where they are installed: one run, one table.
 #
-#   bench/compare.sh BIN_DIR [PATTERN]     BIN_DIR holds zel, plain_convert, plain_open, read_tags and measure
+#   bench/compare.sh BIN_DIR [PATTERN]     BIN_DIR holds zel and the programs of this folder
 #
 # PATTERN (a shell pattern) picks rows by their label. BENCH_DIR is where the files are made: about 2 GB of memory
 # (default: a fresh folder in /dev/shm, else in TMPDIR). ROUNDS sets the runs of each command (7).
@@ -116,6 +116,15 @@ if has lame && has ffmpeg; then
   row "tags of 2,000 MP3 : open, read, close" -- "$bin/read_tags" "$dir/mp3.list" --vs "$bin/plain_open" "$dir/mp3.list"
   row "a tag of lame's, 10,000 times : /bin/true" -- "$bin/read_tags" --memory 10000 "$dir/mp3/0.mp3" --vs /bin/true
 fi
+
+# The numbers of the codecs are libavcodec's.
+packets=$(cd "$(dirname "$0")/../tests/data/packets" && pwd)
+for codec in "MP3 mp3 86017 mp3 2000" "AAC mp4 86018 aac_lc 2000" "ALAC alac 86032 alac16 2000"; do
+  # shellcheck disable=SC2086
+  set -- $codec
+  row "$1 packets : libavcodec bare" --bar 1.05 -- "$bin/decode_packets" ours "$2" "$3" "$5" "$packets/$4.packets" \
+    --vs "$bin/decode_packets" bare "$2" "$3" "$5" "$packets/$4.packets"
+done
 
 row "memory of info: hour : minute" --of memory --bar 1.05 -- "$zel" info "$dir/hour.wav" --vs "$zel" info "$dir/minute.wav"
 row "memory of decode: hour : minute" --of memory --bar 1.05 -- \
