@@ -119,7 +119,7 @@ fi
 
 # The numbers of the codecs are libavcodec's.
 packets=$(cd "$(dirname "$0")/../tests/data/packets" && pwd)
-for codec in "MP3 mp3 86017 mp3 2000" "AAC mp4 86018 aac_lc 2000" "ALAC alac 86032 alac16 2000"; do
+for codec in "MP3 mp3 86017 mp3 2000" "AAC mp4 86018 aac_lc 8000" "ALAC alac 86032 alac16 1000"; do
   # shellcheck disable=SC2086
   set -- $codec
   row "$1 packets : libavcodec bare" --bar 1.05 -- "$bin/decode_packets" ours "$2" "$3" "$5" "$packets/$4.packets" \

@@ -8,6 +8,7 @@
 #include "frame/bytes.h"
 #include "host/host.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>

@@ -41,10 +41,9 @@ class ffmpeg_decoder {
  public:
   virtual ~ffmpeg_decoder() = default;
 
-  /// Zero bytes that the library wants behind each packet.
+  /// Zero bytes that the library wants behind each packet. It gets them here, where packets are copied to a buffer that
+  /// it takes a reference to; of memory that it can't, it would make a copy with two allocations more.
   static constexpr std::size_t wanted_padding = 64;
-  /// How many there are behind the packets to come.
-  virtual void promise_padding(std::size_t bytes) = 0;
 
   /// Decodes a packet; an empty one gets out what is still inside. `chunk` is empty when nothing came. Raises
   /// `exception_io_data`, and `exception_ffmpeg_patch_welcome`; decoding may go on afterwards.
@@ -97,7 +96,7 @@ bool is_ffmpeg_bridge_loaded() noexcept;
 
 /// The module's one exported function, and the revision of this header that it was made for.
 using ffmpeg_bridge_function = ffmpeg_bridge*(unsigned revision);
-inline constexpr unsigned ffmpeg_bridge_revision = 2;
+inline constexpr unsigned ffmpeg_bridge_revision = 3;
 inline constexpr const char* ffmpeg_bridge_symbol = "zelmora_ffmpeg_bridge";
 inline constexpr const char* ffmpeg_module_name = "zel_ffmpeg.so";
 

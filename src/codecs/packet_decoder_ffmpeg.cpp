@@ -9,8 +9,7 @@ using zelmora_io::exception_io_data;
 std::uint64_t packet_decoder_ffmpeg::set_stream_property(const guid& property, std::uint64_t value, const void*,
                                                          std::size_t) {
   if (property == property_input_padding) {
-    if (value == 0) return ffmpeg_decoder::wanted_padding;
-    decoder_->promise_padding(static_cast<std::size_t>(value));
+    if (value == 0) return ffmpeg_decoder::wanted_padding; // A promise of it changes nothing.
   } else if (property == property_sample_rate) {
     container_rate_ = std::in_range<std::uint32_t>(value) ? static_cast<std::uint32_t>(value) : 0;
   }

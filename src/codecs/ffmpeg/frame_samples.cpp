@@ -30,11 +30,11 @@ void copy_interleaved(const AVFrame& frame, std::size_t channels, audio_sample* 
 }
 
 template <class Sample>
-void copy_planar(const AVFrame& frame, std::size_t channels, audio_sample* out) {
+void copy_planar(const AVFrame& frame, std::size_t channels, audio_sample* __restrict out) {
   const auto samples = static_cast<std::size_t>(frame.nb_samples);
   if (channels == 2) { // The usual case, in a form that compilers turn into vector instructions.
-    const auto* const left = reinterpret_cast<const Sample*>(frame.extended_data[0]);
-    const auto* const right = reinterpret_cast<const Sample*>(frame.extended_data[1]);
+    const auto* const __restrict left = reinterpret_cast<const Sample*>(frame.extended_data[0]);
+    const auto* const __restrict right = reinterpret_cast<const Sample*>(frame.extended_data[1]);
     for (std::size_t i = 0; i < samples; ++i) {
       out[2 * i] = convert(left[i]);
       out[2 * i + 1] = convert(right[i]);

@@ -13,6 +13,7 @@ struct av_deleter {
   void operator()(AVCodecContext* context) const noexcept { avcodec_free_context(&context); }
   void operator()(AVCodecParserContext* parser) const noexcept { av_parser_close(parser); }
   void operator()(AVFrame* frame) const noexcept { av_frame_free(&frame); }
+  void operator()(AVBufferRef* buffer) const noexcept { av_buffer_unref(&buffer); }
   void operator()(AVPacket* packet) const noexcept { av_packet_free(&packet); }
 };
 template <class T>

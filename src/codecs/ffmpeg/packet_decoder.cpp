@@ -141,24 +141,33 @@ ffmpeg_packet_decoder::ffmpeg_packet_decoder(const ffmpeg_setup& setup, int stri
   throw std::runtime_error(what);
 }
 
-std::span<const std::byte> ffmpeg_packet_decoder::pad(std::span<const std::byte> packet) {
-  if (padding_ >= wanted_padding || packet.empty()) return packet;
-  if (scratch_.size() < packet.size() + wanted_padding) scratch_.resize(packet.size() + wanted_padding);
-  std::memcpy(scratch_.data(), packet.data(), packet.size());
-  std::memset(scratch_.data() + packet.size(), 0, wanted_padding);
-  return std::span(scratch_).first(packet.size());
+void ffmpeg_packet_decoder::fill_buffer(std::span<const std::byte> packet) {
+  const auto size = packet.size() + wanted_padding;
+  // A decoder may still hold the last packet.
+  if (!buffer_ || buffer_->size < size || av_buffer_is_writable(buffer_.get()) == 0) {
+    buffer_.reset(av_buffer_alloc(size));
+    if (!buffer_) throw std::bad_alloc();
+  }
+  std::memcpy(buffer_->data, packet.data(), packet.size());
+  std::memset(buffer_->data + packet.size(), 0, wanted_padding);
 }
 
 void ffmpeg_packet_decoder::decode(std::span<const std::byte> packet, audio_chunk& chunk, abort_callback& abort) {
   abort.check();
   constexpr std::size_t max_packet = 0x40000000; // The library counts in int.
   if (packet.size() > max_packet) throw exception_io_data();
-  const auto padded = pad(packet);
-  // The library takes a plain pointer, and doesn't write there.
-  packet_->data =
-      padded.empty() ? nullptr : const_cast<std::uint8_t*>(reinterpret_cast<const std::uint8_t*>(padded.data()));
-  packet_->size = static_cast<int>(padded.size());
-  ffmpeg_decode_packet(state_, *context_, *packet_, chunk);
+  AVPacket& lent = *packet_;
+  struct taking_back {
+    AVPacket& packet;
+    ~taking_back() { packet.buf = nullptr, packet.data = nullptr, packet.size = 0; }
+  } const at_end{lent};
+  if (!packet.empty()) {
+    fill_buffer(packet);
+    lent.buf = buffer_.get();
+    lent.data = buffer_->data;
+    lent.size = static_cast<int>(packet.size());
+  }
+  ffmpeg_decode_packet(state_, *context_, lent, chunk);
 }
 
 void ffmpeg_packet_decoder::reset_after_seek() {

@@ -27,19 +27,17 @@ class ffmpeg_packet_decoder final : public ffmpeg_decoder {
  public:
   ffmpeg_packet_decoder(const ffmpeg_setup& setup, int strictness);
 
-  void promise_padding(std::size_t bytes) override { padding_ = bytes; }
   void decode(std::span<const std::byte> packet, audio_chunk& chunk, abort_callback& abort) override;
   void reset_after_seek() override;
   ffmpeg_stream_facts facts() const override;
   void decoded_info(file_info& info) const override;
 
  private:
-  std::span<const std::byte> pad(std::span<const std::byte> packet);
+  void fill_buffer(std::span<const std::byte> packet);
 
   av_ptr<AVCodecContext> context_;
   av_ptr<AVPacket> packet_;
-  std::vector<std::byte> scratch_; ///< a packet with its padding
-  std::size_t padding_ = 0;
+  av_ptr<AVBufferRef> buffer_; ///< a packet with its padding
   ffmpeg_decoder_state state_;
 };
 
