@@ -45,6 +45,17 @@ after=$(pcm_md5 decoded.wav)
 [ -n "$before" ] && [ "$before" = "$after" ] || { echo "the decoded audio differs: $before, $after" >&2; exit 1; }
 echo "MD5 of the audio, before and after: $before"
 
+say "A tag is edited, and no sample changes"
+show tag set "title=Aria" "artist=Ann Other" genre=Jazz genre=Blues -- "$song"
+show tag show "$song"
+tagged=$(pcm_md5 "$song")
+[ "$before" = "$tagged" ] || { echo "the audio differs: $before, $tagged" >&2; exit 1; }
+echo "MD5 of the audio, before and after: $before"
+
+say "Other codecs play as exactly"
+cp "$data/../wav_codecs/mp3.wav" mp3.wav
+show verify --seeks 50 mp3.wav
+
 say "Signals are made, not only read"
 show decode --bits 16 -o tone.wav tone://440,2
 show info tone.wav
