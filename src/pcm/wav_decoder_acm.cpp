@@ -140,6 +140,7 @@ class wav_decoder_acm final : public wav_decoder {
   void decode(const packet_source::packet& packet, audio_chunk& chunk, abort_callback& abort);
   bool trim(audio_chunk& chunk);
   void restart_at(packet_index::entry where, abort_callback& abort);
+  void learn_rate(abort_callback& abort);
   void seek_to_block(std::uint64_t sample, abort_callback& abort);
   void seek_to_frame(std::uint64_t sample, abort_callback& abort);
 
@@ -152,12 +153,14 @@ class wav_decoder_acm final : public wav_decoder {
   std::uint64_t decoded_ = 0;                    ///< the sample at which the next packet begins
   std::uint64_t wanted_ = 0;                     ///< the sample to be given out next
   bool is_drained_ = false;
+  std::uint32_t rate_ = 0; ///< of the samples, which may be another than the header's [Hz]; 0 until some have come
 };
 
 /// A corrupt packet costs its samples and no more; where it is known how many, there is silence in their place.
 void wav_decoder_acm::decode(const packet_source::packet& packet, audio_chunk& chunk, abort_callback& abort) {
   try {
     codec_->convert(packet.bytes, chunk, abort);
+    if (rate_ == 0 && chunk.get_sample_count() != 0) rate_ = chunk.get_srate();
     return;
   } catch (const exception_io_data&) {
     chunk.reset();
@@ -236,9 +239,18 @@ void wav_decoder_acm::seek_to_frame(std::uint64_t sample, abort_callback& abort)
   codec_->reset();
 }
 
+/// Decodes the first packet, when none has been yet.
+void wav_decoder_acm::learn_rate(abort_callback& abort) {
+  if (rate_ != 0 || decoded_ != 0 || !stream_.file->can_seek()) return;
+  audio_chunk_impl ignored;
+  decode_next(ignored, abort);
+  restart_at({}, abort);
+}
+
 void wav_decoder_acm::seek(double seconds, abort_callback& abort) {
   if (!(seconds >= 0)) throw exception_io_data();
-  const auto sample = audio_math::time_to_samples(seconds, stream_.format.rate);
+  learn_rate(abort);
+  const auto sample = audio_math::time_to_samples(seconds, rate_ != 0 ? rate_ : stream_.format.rate);
   if (rule_.block_samples != 0 && rule_.packets_before)
     seek_to_block(sample, abort);
   else if (rule_.packets_before)
