@@ -20,10 +20,8 @@ struct change {
 };
 
 std::vector<std::byte> read_range(file& source, std::uint64_t begin, std::uint64_t end, abort_callback& abort) {
-  std::vector<std::byte> bytes(checked_cast<std::size_t>(end - begin));
   source.seek(begin, abort);
-  source.read_object(bytes.data(), bytes.size(), abort);
-  return bytes;
+  return source.read_bytes(end - begin, abort);
 }
 
 /// Cuts off the bytes at both ends that stay what they are; all of it may be cut.

@@ -32,6 +32,17 @@ void stream_reader::read_object(void* buffer, std::size_t bytes, abort_callback&
   if (read(buffer, bytes, abort) != bytes) throw exception_io_data_truncation();
 }
 
+std::vector<std::byte> stream_reader::read_bytes(std::uint64_t size, abort_callback& abort) {
+  constexpr std::size_t piece = 1024 * 1024;
+  std::vector<std::byte> result;
+  while (result.size() < size) {
+    const auto done = result.size();
+    result.resize(static_cast<std::size_t>(std::min<std::uint64_t>(size, done + piece)));
+    read_object(result.data() + done, result.size() - done, abort);
+  }
+  return result;
+}
+
 void stream_reader::skip_object(std::uint64_t bytes, abort_callback& abort) {
   if (skip(bytes, abort) != bytes) throw exception_io_data_truncation();
 }

@@ -36,6 +36,9 @@ class stream_reader {
 
   /// Reads in full; a short read raises `exception_io_data_truncation`.
   void read_object(void* buffer, std::size_t bytes, abort_callback& abort);
+  /// The next `size` bytes. `size` may be a mere claim: where there are fewer, `exception_io_data_truncation` comes
+  /// before much is allocated.
+  std::vector<std::byte> read_bytes(std::uint64_t size, abort_callback& abort);
   /// As `skip`; moving less than asked raises `exception_io_data_truncation`.
   void skip_object(std::uint64_t bytes, abort_callback& abort);
   template <wire_number T>

@@ -23,22 +23,14 @@ namespace {
 
 using byte_vector = std::vector<std::byte>;
 
-/// The file's bytes [position, position + size). Where it ends before that, `exception_io_data_truncation` comes before
-/// much is allocated.
+/// The file's bytes [position, position + size). Where it ends before that, `exception_io_data_truncation`.
 byte_vector read_bytes(file& file, std::uint64_t position, std::uint64_t size, abort_callback& abort) {
-  constexpr std::uint64_t step = 1024 * 1024;
   try {
     file.seek(position, abort);
   } catch (const exception_io_seek_out_of_range&) {
     throw exception_io_data_truncation();
   }
-  byte_vector bytes;
-  while (bytes.size() < size) {
-    const auto done = bytes.size();
-    bytes.resize(static_cast<std::size_t>(std::min(size, done + step)));
-    file.read_object(bytes.data() + done, bytes.size() - done, abort);
-  }
-  return bytes;
+  return file.read_bytes(size, abort);
 }
 
 /// The tag in an ID3 chunk, without what may stand behind it.

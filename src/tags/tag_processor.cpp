@@ -39,15 +39,7 @@ std::vector<std::byte> read_first_tag(file& source, abort_callback& abort) {
   if (const auto length = source.get_size(abort); length != file::unknown_size && size > length)
     throw exception_io_data_truncation();
   source.reopen(abort);
-  // In pieces: where the length is unknown, the size is only a claim.
-  constexpr std::size_t piece = 1 << 20;
-  std::vector<std::byte> tag;
-  while (tag.size() < size) {
-    const auto done = tag.size();
-    tag.resize(static_cast<std::size_t>(std::min<std::uint64_t>(size, done + piece)));
-    source.read_object(tag.data() + done, tag.size() - done, abort);
-  }
-  return tag;
+  return source.read_bytes(size, abort);
 }
 
 /// The same; one that goes past the end counts as absent.
@@ -255,8 +247,7 @@ tag_kinds choose_mp3_tag_kinds(const file_info& current, const id3v2_zone& head,
   return kinds;
 }
 
-// --- the head zone as a service
-// ----------------------------------------------------------------------------------------
+// --- the head zone as a service ------------------------------------------------------------------------------------
 
 namespace {
 

@@ -99,14 +99,6 @@ std::uint64_t read_trailing_tags(file& source, file_info& info, abort_callback& 
 
 namespace {
 
-/// Reads [begin, end) of `source`.
-std::vector<std::byte> read_range(file& source, std::uint64_t begin, std::uint64_t end, abort_callback& abort) {
-  std::vector<std::byte> bytes(static_cast<std::size_t>(end - begin));
-  source.seek(begin, abort);
-  source.read_object(bytes.data(), bytes.size(), abort);
-  return bytes;
-}
-
 /// Takes the block off the tail that begins at `begin` in front of which `read(end)` moves `end`; whether there is one.
 template <class Read>
 bool strip(std::uint64_t& begin, std::uint64_t floor, Read read) {
@@ -121,7 +113,8 @@ void strip_ape(file& source, std::uint64_t floor, trailing_zone& zone, abort_cal
     auto begin = end;
     skip_ape_tag(source, begin, abort);
     if (begin < floor || end - begin > max_ape_tag_size) throw exception_io_data();
-    zone.ape_bytes = read_range(source, begin, end, abort);
+    source.seek(begin, abort);
+    zone.ape_bytes = source.read_bytes(end - begin, abort);
     zone.ape = parse_ape_tag(zone.ape_bytes);
     end = begin;
   };
