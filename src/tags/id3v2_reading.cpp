@@ -144,27 +144,27 @@ class frame_reader {
   void read_year() {
     auto text = first_string();
     const auto date = first_value(out_, date_field);
-    if (!is_four_digits(text)) {
-      if (is_strict()) throw parseError();
-      if (date.empty()) add_value(out_, date_field, std::move(text));
-      return;
-    }
+    if (!is_part_of_date(text, date)) return;
     if (is_day(date)) text += date.substr(4);
     set_first_date(std::move(text));
   }
 
   void read_day_month() {
-    auto text = first_string();
+    const auto text = first_string();
     const auto date = first_value(out_, date_field);
-    if (!is_four_digits(text)) {
-      if (is_strict()) throw parseError();
-      if (date.empty()) add_value(out_, date_field, std::move(text));
-      return;
-    }
+    if (!is_part_of_date(text, date)) return;
     std::string combined = is_four_digits(date) || is_day(date) ? std::string(date.substr(0, 4)) : "0000";
     combined.append("-").append(text, 2, 2);
     if (!text.starts_with("00")) combined.append("-").append(text, 0, 2);
     set_first_date(std::move(combined));
+  }
+
+  /// Whether `text` has the four digits of a year, or of day and month. Any other becomes the date where there is none.
+  bool is_part_of_date(const std::string& text, std::string_view date) {
+    if (is_four_digits(text)) return true;
+    if (is_strict()) throw parseError();
+    if (date.empty()) add_value(out_, date_field, text);
+    return false;
   }
 
   void set_first_date(std::string value) {
