@@ -225,10 +225,11 @@ class conversion final : public codec_conversion {
 
   static std::size_t piece_size(const codec_row& row, const wave_format& format) {
     if (row.form == data_form::samples) return std::size_t{format.channels} * samples_per_piece;
-    // Some writers give the bytes that one sample rounds up to.
-    constexpr std::size_t smallest = 256;
+    // Where a block is hardly more than a sample, many are decoded at once: the library takes them one by one.
+    constexpr std::size_t small_block = 32;
+    constexpr std::size_t usual_piece = 256;
     const std::size_t align = format.block_align;
-    return align >= smallest / 8 ? align : smallest / align * align;
+    return align >= small_block ? align : usual_piece / align * align;
   }
   static std::uint32_t piece_samples(const codec_row& row, const wave_format& format) {
     return row.form == data_form::samples ? samples_per_piece : block_samples(row.codec_id, format);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fmt/core.h>
+#include <limits>
 #include <vector>
 
 namespace zelmora {
@@ -243,6 +244,8 @@ void wav_decoder_acm::seek_to_frame(std::uint64_t sample, abort_callback& abort)
 void wav_decoder_acm::learn_rate(abort_callback& abort) {
   if (rate_ != 0 || decoded_ != 0 || !stream_.file->can_seek()) return;
   audio_chunk_impl ignored;
+  // What is wrong with the packet is told when it is played.
+  wanted_ = std::numeric_limits<std::uint64_t>::max();
   decode_next(ignored, abort);
   restart_at({}, abort);
 }
