@@ -12,8 +12,7 @@ namespace zelmora::id3parser {
 
 namespace {
 
-// --- constants
-// ---------------------------------------------------------------------------------------------------------
+// --- constants -----------------------------------------------------------------------------------------------------
 
 constexpr std::size_t tag_header_size = 10;
 constexpr std::size_t frame_header_size = 10;
@@ -58,8 +57,7 @@ struct frame_flags {
 constexpr frame_flags flags_of_v3{0, 0x60, 0, 0, 0x80};
 constexpr frame_flags flags_of_v4{0x70, 0x44, 0x01, 0x02, 0x08};
 
-// --- numbers
-// -----------------------------------------------------------------------------------------------------------
+// --- numbers -------------------------------------------------------------------------------------------------------
 
 /// Four bytes of seven bits, big-endian (version 2.4.0, section 6.2).
 std::uint32_t read_synchsafe(be_reader& in) {
@@ -82,8 +80,7 @@ std::uint32_t synchsafe(std::size_t value) {
 
 bool is_false_sync(std::byte next) { return (next & std::byte{0xE0}) == std::byte{0xE0}; }
 
-// --- compression
-// -------------------------------------------------------------------------------------------------------
+// --- compression ---------------------------------------------------------------------------------------------------
 
 /// Frees the stream with the scope.
 class inflater {
@@ -121,8 +118,7 @@ class inflater {
   z_stream stream_{};
 };
 
-// --- frames
-// ------------------------------------------------------------------------------------------------------------
+// --- frames --------------------------------------------------------------------------------------------------------
 
 /// The three letters of a 2.2 picture as a MIME type.
 std::string_view mime_of_short_name(std::string_view name) {
@@ -327,8 +323,7 @@ tag parse(std::span<const std::byte> data, const frame_filter& wanted, damaged_f
   }
 }
 
-// --- writing
-// -----------------------------------------------------------------------------------------------------------
+// --- writing -------------------------------------------------------------------------------------------------------
 
 namespace {
 

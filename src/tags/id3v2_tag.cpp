@@ -37,8 +37,7 @@ std::optional<std::string> find_comment(const tag& source, std::string_view desc
   return std::nullopt;
 }
 
-// --- from file_info
-// ----------------------------------------------------------------------------------------------------
+// --- from file_info ------------------------------------------------------------------------------------------------
 
 std::string_view without_alias(std::string_view name) {
   const auto found =
@@ -93,8 +92,7 @@ field_map fields_of(const file_info& info) {
   return result;
 }
 
-// --- writing
-// -----------------------------------------------------------------------------------------------------------
+// --- writing -------------------------------------------------------------------------------------------------------
 
 /// What a compilation shows as its album artist, and no frame of `old` holds, is not written when it is only seen.
 void drop_implied_album_artist(const tag& old, field_map& wanted) {

@@ -27,8 +27,7 @@ namespace {
 constexpr std::string_view url_prefix = "www";
 constexpr std::string_view comment_field = "comment";
 
-// --- what is kept
-// ------------------------------------------------------------------------------------------------------
+// --- what is kept --------------------------------------------------------------------------------------------------
 
 bool is_rebuilt_always(const field_map& said) {
   constexpr std::array<std::string_view, 3> rebuilt{"tracknumber", "discnumber", "movement name"};
@@ -100,8 +99,7 @@ class frame_sorter {
   std::vector<frame> undecided_;
 };
 
-// --- time stamps
-// -------------------------------------------------------------------------------------------------------
+// --- time stamps ---------------------------------------------------------------------------------------------------
 
 /// Whether `text` has the form of `pattern`, in which "#" is a digit.
 bool has_form(std::string_view text, std::string_view pattern) {
@@ -121,8 +119,7 @@ bool is_time_stamp_or_pair(std::string_view text) {
   return is_time_stamp(text.substr(0, slash)) && is_time_stamp(text.substr(slash + 1));
 }
 
-// --- new frames
-// --------------------------------------------------------------------------------------------------------
+// --- new frames ----------------------------------------------------------------------------------------------------
 
 /// Makes frames of what `fields` holds, and takes it out of there.
 class frame_maker {

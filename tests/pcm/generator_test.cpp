@@ -26,8 +26,7 @@ double sine_of_turns(long double turns) {
 
 constexpr double tolerance = 1.0 / (1 << 24); // half a step of the delivered floats at full scale
 
-// --- Tone
-// ---------------------------------------------------------------------------------------------------------------
+// --- Tone ----------------------------------------------------------------------------------------------------------
 
 TEST(tone, is_the_sine_of_its_frequency) {
   for (const double frequency : {1000.0, 0.1, 997.25, 22050.0, 12345.678}) {
@@ -108,8 +107,7 @@ TEST(tone, follows_the_setting) {
   EXPECT_EQ(audio.frames(), 48000u);
 }
 
-// --- Sweep
-// --------------------------------------------------------------------------------------------------------------
+// --- Sweep ---------------------------------------------------------------------------------------------------------
 
 TEST(sweep, rises_exponentially_with_a_continuous_phase) {
   struct {
@@ -165,8 +163,7 @@ TEST(sweep, a_seek_keeps_the_phase) {
   EXPECT_NEAR(second.get_data()[0], sine_of_turns(1024 * 100.0L / 44100), tolerance);
 }
 
-// --- Silence
-// ------------------------------------------------------------------------------------------------------------
+// --- Silence -------------------------------------------------------------------------------------------------------
 
 TEST(silence, length_rate_and_channels) {
   struct {
@@ -206,8 +203,7 @@ TEST(silence, of_more_channels_than_a_chunk_can_carry_does_not_play) {
   EXPECT_THROW(silence.decode(), exception_io_data);
 }
 
-// --- Paths
-// --------------------------------------------------------------------------------------------------------------
+// --- Paths ---------------------------------------------------------------------------------------------------------
 
 TEST(generator_paths, malformed_ones_are_refused) {
   for (const auto* path : {"tone://",

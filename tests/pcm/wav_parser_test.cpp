@@ -12,8 +12,7 @@ namespace {
 
 using namespace zelmora_io;
 
-// --- Format records
-// ---------------------------------------------------------------------------------------------------
+// --- Format records ------------------------------------------------------------------------------------------------
 
 /// WAVEFORMATEX: each field a case may change.
 struct format_fields {
@@ -117,8 +116,7 @@ TEST(wave_format, the_byte_rate_of_adpcm_is_repaired) {
   EXPECT_EQ(parse_wave_format(to_bytes(no_bits)).average_bytes, 176400u); // what follows divides by it
 }
 
-// --- Chunk identities
-// -------------------------------------------------------------------------------------------------
+// --- Chunk identities ----------------------------------------------------------------------------------------------
 
 TEST(wave_chunks, boundaries) {
   EXPECT_EQ(wave_align(7, wave_container::riff), 8u);
@@ -188,8 +186,7 @@ TEST(wav_parser, the_size_of_rf64_counts_from_behind_its_own_field) {
   EXPECT_TRUE(parser.warnings().empty());
 }
 
-// --- Files too large to keep
-// ------------------------------------------------------------------------------------------
+// --- Files too large to keep ---------------------------------------------------------------------------------------
 
 /// `head`, then silence up to `size` bytes.
 class huge_file : public memory_file {

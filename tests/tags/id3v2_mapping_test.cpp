@@ -31,8 +31,7 @@ field_map to_fields(const said& list) {
 
 frame make(const char (&id)[5], bytes payload) { return {load_be<std::uint32_t>(id), std::move(payload)}; }
 
-// --- reading
-// -----------------------------------------------------------------------------------------------------------
+// --- reading -------------------------------------------------------------------------------------------------------
 
 struct reading_case {
   const char* name;
@@ -137,8 +136,7 @@ TEST(Id3v2Mapping, tpe2_is_the_band_where_the_setting_says_so) {
   EXPECT_EQ(list_fields(read_frame_fields(frames, {4, strictness::lenient, false})), said{"band=x"});
 }
 
-// --- new frames
-// --------------------------------------------------------------------------------------------------------
+// --- new frames ----------------------------------------------------------------------------------------------------
 
 struct writing_case {
   const char* name;
@@ -261,8 +259,7 @@ INSTANTIATE_TEST_SUITE_P(
                                         "1\0"sv))}}),
     case_name);
 
-// --- kept frames
-// -------------------------------------------------------------------------------------------------------
+// --- kept frames ---------------------------------------------------------------------------------------------------
 
 struct keeping_case {
   const char* name;

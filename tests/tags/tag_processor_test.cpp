@@ -107,8 +107,7 @@ TEST_F(TagProcessor, FailuresOfTheStreamAreNoDamage) {
   }
 }
 
-// --- writing
-// -----------------------------------------------------------------------------------------------------------
+// --- writing -------------------------------------------------------------------------------------------------------
 
 struct write_case {
   const char* name;
@@ -255,8 +254,7 @@ TEST_F(TagProcessor, PicturesThatAreThereAreNotWritten) {
   }
 }
 
-// --- which kinds
-// -------------------------------------------------------------------------------------------------------
+// --- which kinds ---------------------------------------------------------------------------------------------------
 
 // Pictures alone give no "tagtype", and would go with the tag.
 TEST_F(TagProcessor, ATitleDoesNotCostThePictures) {

@@ -134,8 +134,7 @@ TEST_F(TagSettings, TheSchemeIsForFilesWithoutTags) {
   }
 }
 
-// --- what players need to cut the encoder's delay
-// ---------------------------------------------------------------------
+// --- what players need to cut the encoder's delay ------------------------------------------------------------------
 
 const auto gapless_v3 = frame_v3("COMM", text("engiTunSMPB\0 00000000 00000210 000009C4"sv));
 const auto gapless_v2 = frame_v2("COM", text("engiTunSMPB\0 00000000 00000210 000009C4"sv));
