@@ -192,8 +192,7 @@ class conversion final : public codec_conversion {
   }
 
   void reset() override {
-    // What the library's flush leaves of codecs with a past differs from what they begin with; that of MPEG audio does
-    // where damaged frames read on into what earlier ones left.
+    // What the library's flush leaves of codecs with a past differs from what they begin with.
     if (rule_.packets_before == 0u)
       decoder_->reset_after_seek();
     else

@@ -122,16 +122,20 @@ ffmpeg_packet_decoder::ffmpeg_packet_decoder(const ffmpeg_setup& setup, int stri
   check_setup(setup);
   const auto* const codec = avcodec_find_decoder(static_cast<AVCodecID>(setup.codec_id));
   if (codec == nullptr) throw std::runtime_error("ffmpeg: no requested decoder present");
-  context_.reset(avcodec_alloc_context3(codec));
   packet_.reset(av_packet_alloc());
+  context_.reset(avcodec_alloc_context3(codec));
   if (!context_ || !packet_) throw std::runtime_error("ffmpeg: could not allocate context");
   set_extradata(*context_, setup.extradata);
   set_stream(*context_, setup);
-  context_->request_sample_fmt = AV_SAMPLE_FMT_FLT;
   context_->strict_std_compliance = strictness;
+  open_context();
+}
+
+void ffmpeg_packet_decoder::open_context() {
+  context_->request_sample_fmt = AV_SAMPLE_FMT_FLT;
   context_->thread_count = 1;
   context_->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL; // Trimming is the caller's.
-  const int result = avcodec_open2(context_.get(), codec, nullptr);
+  const int result = avcodec_open2(context_.get(), context_->codec, nullptr);
   if (result >= 0) return;
   constexpr const char* what = "ffmpeg: could not open the decoder";
   if (result == AVERROR_PATCHWELCOME) throw exception_ffmpeg_patch_welcome();
@@ -171,8 +175,19 @@ void ffmpeg_packet_decoder::decode(std::span<const std::byte> packet, audio_chun
 }
 
 void ffmpeg_packet_decoder::reset_after_seek() {
-  avcodec_flush_buffers(context_.get());
   state_.clear();
+  // A flush leaves what damaged frames of MPEG audio read on into: bytes of earlier ones. What the format needs to be
+  // opened again is little.
+  if (context_->codec_id == AV_CODEC_ID_MP3) {
+    av_ptr<AVCodecContext> fresh(avcodec_alloc_context3(context_->codec));
+    if (!fresh || av_channel_layout_copy(&fresh->ch_layout, &context_->ch_layout) < 0) throw std::bad_alloc();
+    fresh->sample_rate = context_->sample_rate;
+    fresh->strict_std_compliance = context_->strict_std_compliance;
+    context_ = std::move(fresh);
+    open_context();
+  } else {
+    avcodec_flush_buffers(context_.get());
+  }
 }
 
 ffmpeg_stream_facts ffmpeg_packet_decoder::facts() const {

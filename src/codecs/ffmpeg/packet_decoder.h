@@ -33,6 +33,7 @@ class ffmpeg_packet_decoder final : public ffmpeg_decoder {
   void decoded_info(file_info& info) const override;
 
  private:
+  void open_context();
   void fill_buffer(std::span<const std::byte> packet);
 
   av_ptr<AVCodecContext> context_;
