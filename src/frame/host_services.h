@@ -32,6 +32,17 @@ class dynamic_info_display : public service_base {
   virtual double get_refresh_rate() = 0;
 };
 
+/// How much work describing files may be.
+class describing_effort : public service_base {
+ public:
+  using interface_type = describing_effort;
+  using interface_parent = service_base;
+  static constexpr guid class_guid = "5B6E6F2A-4A0D-4F3C-8D35-4B1F2E0A7D46"_guid;
+
+  /// Whether all of a file may be read, where only that tells its length. Hosts without this service allow it.
+  virtual bool allows_reading_all() = 0;
+};
+
 enum class popup_icon { information, error, query };
 
 /// A message that the user should see.

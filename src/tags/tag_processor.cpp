@@ -147,6 +147,12 @@ void tag_processor::read_id3v2(file& source, file_info& info, abort_callback& ab
   zelmora::read_id3v2(tag, info);
 }
 
+std::optional<std::string> tag_processor::read_apple_gapless(file& source, abort_callback& abort) {
+  const auto tag = read_first_tag_if_whole(source, abort);
+  if (tag.empty()) return std::nullopt;
+  return zelmora::read_apple_gapless(tag);
+}
+
 std::uint64_t tag_processor::read_trailing(file& source, file_info& info, abort_callback& abort) {
   return read_trailing_tags(source, info, abort);
 }

@@ -7,6 +7,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 
 namespace zelmora {
@@ -41,6 +43,8 @@ class tag_processor {
 
   /// Adds what the first ID3v2 tag says. Raises `exception_tag_not_found`; `exception_io_data` for a damaged tag.
   static void read_id3v2(zelmora_io::file& source, file_info& info, abort_callback& abort);
+  /// The comment "iTunSMPB" of the first ID3v2 tag: the delay and the length of the music. None without it.
+  static std::optional<std::string> read_apple_gapless(zelmora_io::file& source, abort_callback& abort);
   /// Adds what the tags of the tail say, and answers where they begin. Raises `exception_tag_not_found`.
   static std::uint64_t read_trailing(zelmora_io::file& source, file_info& info, abort_callback& abort);
   /// Fills `info` from both ends: ID3v2 before APE before ID3v1. Raises `exception_tag_not_found`.

@@ -144,7 +144,7 @@ TEST_F(Commands, ItemsThatFailAreToldOnStandardError) {
   EXPECT_EQ(result.err, "SoundCheck - Information: Error while processing\n"
                         "  b\\na.mp3\n"
                         "  Reason:\n"
-                        "  Unsupported file format\n"
+                        "  No frames of MPEG audio found\n"
                         "\n"
                         "  Error while processing\n"
                         "  missing.mp3\n"

@@ -1,0 +1,97 @@
+#include "mpeg/frame_reader.h"
+
+#include "frame/bytes.h"
+#include "mpeg/frame_scan.h"
+#include "tags/ape_tag.h"
+#include "tags/id3v1.h"
+#include "tags/id3v2_tag.h"
+
+#include <utility>
+
+namespace zelmora {
+
+namespace {
+
+constexpr std::uint32_t least_frame = 5; ///< a header and something behind it [bytes]
+constexpr std::uint32_t largest_frame = 16384;
+
+/// The whole size of an APE tag by its header, which stands in front of its items [bytes].
+std::uint64_t ape_size_by_header(std::span<const std::byte> header) {
+  constexpr std::size_t size_offset = 12;
+  if (header.size() < ape_footer_size) return header.size();
+  return std::uint64_t{load_le<std::uint32_t>(header.data() + size_offset)} + ape_footer_size;
+}
+
+} // namespace
+
+mpeg_frame_reader::mpeg_frame_reader(byte_window& window, range what, mpeg_event_sink sink)
+    : window_(window), range_(std::move(what)), sink_(std::move(sink)), position_(range_.begin) {}
+
+void mpeg_frame_reader::seek(std::uint64_t number, std::uint64_t offset) {
+  number_ = number;
+  position_ = offset;
+  is_behind_damage_ = false;
+}
+
+std::optional<mpeg_frame> mpeg_frame_reader::next(abort_callback& abort) {
+  const auto header = read_header(abort);
+  if (!header) return std::nullopt;
+  mpeg_frame found{number_++, position_, *header, std::exchange(is_behind_damage_, false)};
+  position_ += header->frame_size;
+  const bool is_due = found.number < indexed_ || found.number - indexed_ > mpeg_frame_index::spacing;
+  if (range_.index && is_due) {
+    range_.index->add({found.number, found.offset - range_.begin});
+    indexed_ = found.number;
+  }
+  return found;
+}
+
+std::optional<mpeg_frame_header> mpeg_frame_reader::read_header(abort_callback& abort) {
+  std::optional<std::uint64_t> garbage;
+  while (position_ < range_.end) {
+    const auto bytes = window_.at(position_, mpeg_header_size, abort);
+    if (bytes.size() < mpeg_header_size) return std::nullopt;
+    if (starts_with(bytes, "TAG")) {
+      if (!garbage) garbage = position_;
+      position_ += id3v1_size;
+      continue;
+    }
+    const auto header = parse_mpeg_header(bytes);
+    if (header && header->frame_size >= least_frame && header->frame_size <= largest_frame) {
+      if (garbage) tell(mpeg_event::id3_garbage, *garbage);
+      return header;
+    }
+    if (!resynchronise(abort)) return std::nullopt;
+  }
+  return std::nullopt;
+}
+
+/// Goes on behind bytes that are no frame. False at the end of the stream.
+bool mpeg_frame_reader::resynchronise(abort_callback& abort) {
+  const auto damaged = position_;
+  auto from = damaged + 1;
+  const auto bytes = window_.at(damaged, ape_footer_size, abort);
+  const bool is_ape = window_.can_seek() && starts_with(bytes, "APET");
+  // Pictures in a tag hold whatever looks like frames, and are larger than the search goes.
+  if (is_ape) from = damaged + ape_size_by_header(bytes);
+  if (const auto size = id3v2_tag_size(bytes); size != 0) from = damaged + size;
+  if (from > window_.size()) from = damaged + 1;
+
+  auto found = find_first_mpeg_frame(window_, from, abort);
+  if (is_ape && !found) return false; // the tail
+  tell(mpeg_event::stream_error, damaged);
+  if (!found) {
+    tell(mpeg_event::resync_failed, damaged);
+    return false;
+  }
+  if (!parse_mpeg_header(window_.at(found->offset, mpeg_header_size, abort))) {
+    tell(mpeg_event::parser_error, found->offset);
+    return false;
+  }
+  position_ = found->offset;
+  is_behind_damage_ = true;
+  tell(mpeg_event::resync_done, found->offset);
+  return true;
+}
+
+} // namespace zelmora

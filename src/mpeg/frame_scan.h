@@ -1,0 +1,27 @@
+// Finding frames of MPEG audio among other bytes. Four bytes that look like a header are common in noise: a frame
+// counts when another of its kind stands behind it.
+#pragma once
+
+#include "codecs/mpeg_frame_header.h"
+#include "mpeg/byte_window.h"
+
+#include <cstdint>
+#include <optional>
+
+namespace zelmora {
+
+struct found_mpeg_frame {
+  std::uint64_t offset = 0; ///< from the beginning of the file [bytes]
+  mpeg_frame_header header;
+};
+
+/// The first frame at or behind `from`. The search gives up after some thousand bytes, a million where the file can
+/// seek.
+std::optional<found_mpeg_frame> find_first_mpeg_frame(byte_window& window, std::uint64_t from, abort_callback& abort);
+
+/// Where the last frame ends, at or before `end_of_audio`, in a stream that begins with `first`. None when only other
+/// bytes are behind its offset.
+std::optional<std::uint64_t> find_last_mpeg_frame_end(byte_window& window, const found_mpeg_frame& first,
+                                                      std::uint64_t end_of_audio, abort_callback& abort);
+
+} // namespace zelmora

@@ -1,0 +1,73 @@
+#include "mpeg/stream_length.h"
+
+#include <cmath>
+
+namespace zelmora {
+
+using namespace zelmora_io;
+
+namespace {
+
+constexpr unsigned sampled_places = 8; ///< along the stream
+constexpr unsigned frames_at_a_place = 8;
+
+/// Some frames of a stream.
+struct frame_sample {
+  std::uint64_t frames = 0;
+  std::uint64_t bytes = 0;
+  bool has_one_rate = true;
+};
+
+frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_callback& abort) {
+  frame_sample sample;
+  for (unsigned place = 0; place < sampled_places; ++place) {
+    const auto from = stream.begin + stream.bytes() / sampled_places * place;
+    const auto found = find_first_mpeg_frame(window, from, abort);
+    if (!found || !have_same_mpeg_format(found->header, stream.first)) continue; // by chance, or damage
+    mpeg_frame_reader reader(window, {found->offset, stream.end, nullptr}, nullptr);
+    for (unsigned i = 0; i < frames_at_a_place; ++i) {
+      const auto frame = reader.next(abort);
+      if (!frame || frame->is_behind_damage) break;
+      ++sample.frames;
+      sample.bytes += frame->header.frame_size;
+      sample.has_one_rate = sample.has_one_rate && frame->header.bitrate == stream.first.bitrate;
+    }
+  }
+  return sample;
+}
+
+std::uint64_t count_frames(const mp3_stream& stream, byte_window& window, const mpeg_frame_index_ptr& index,
+                           abort_callback& abort) {
+  mpeg_frame_reader reader(window, {stream.begin, stream.end, index}, nullptr);
+  while (reader.next(abort)) {
+  }
+  return reader.number();
+}
+
+} // namespace
+
+void measure_mp3_length(mp3_stream& stream, byte_window& window, const mpeg_frame_index_ptr& index,
+                        mp3_counting counting, abort_callback& abort) {
+  if (stream.has_length() || stream.end == file::unknown_size) return;
+  const auto sample = take_sample(stream, window, abort);
+  const auto bytes = static_cast<double>(stream.bytes());
+  if (sample.has_one_rate) {
+    const auto frame_seconds = static_cast<double>(stream.first.samples) / stream.first.sample_rate;
+    stream.frames = static_cast<std::uint64_t>(std::llround(bytes / (stream.first.bitrate * 125.0 * frame_seconds)));
+    stream.length_source = mp3_length_source::cbr;
+  } else {
+    stream.is_vbr = true;
+    stream.vbr.profile = "VBR";
+    if (counting == mp3_counting::allowed) {
+      stream.frames = count_frames(stream, window, index, abort);
+      stream.length_source = mp3_length_source::scan;
+    } else {
+      stream.frames = static_cast<std::uint64_t>(
+          std::llround(bytes * static_cast<double>(sample.frames) / static_cast<double>(sample.bytes)));
+      stream.length_source = mp3_length_source::estimate;
+    }
+  }
+  if (stream.frames == 0) throw exception_io_data();
+}
+
+} // namespace zelmora

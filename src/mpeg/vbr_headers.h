@@ -1,0 +1,50 @@
+// What encoders write into a first frame that holds no audio: how many frames and bytes follow, and what to cut away at
+// both ends. Sources: "MP3 Info Tag revision 1" (gabriel.mp3-tech.org/mp3infotag.html) for Xing, Info and the LAME
+// extension; "MPEG Audio Frame Header" (codeproject.com/Articles/8295) for VBRI.
+#pragma once
+
+#include "codecs/mpeg_frame_header.h"
+#include "frame/exceptions.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace zelmora {
+
+class VBRIParseError : public zelmora_io::exception_io_data {
+ public:
+  VBRIParseError() : exception_io_data("VBRI header is damaged") {}
+};
+
+/// Hundredths of the time, in 1/256 of the bytes.
+using xing_seek_table = std::array<std::uint8_t, 100>;
+
+struct mpeg_vbr_info {
+  enum header_kind { none, xing, vbri };
+  header_kind kind = none;
+  std::optional<std::uint32_t> frames; ///< without the one that tells it
+  std::optional<std::uint32_t> bytes;  ///< with that one
+  bool is_vbr = false;
+  std::optional<std::uint32_t> delay;   ///< silence that the encoder put in front [samples]
+  std::optional<std::uint32_t> padding; ///< and behind
+  std::string tool;                     ///< the encoder
+  std::string profile;                  ///< "CBR", "ABR", "VBR V2"...
+  std::optional<std::uint32_t> quality;
+  std::optional<xing_seek_table> table;
+  std::uint8_t method = 0;  ///< revision and method of the LAME extension
+  std::uint8_t lowpass = 0; ///< [100 Hz]
+};
+
+/// Where "Xing" or "Info" stands in a frame [bytes].
+std::size_t xing_offset(const mpeg_frame_header& header);
+
+/// From the bytes of a first frame; none when they don't hold such a header.
+std::optional<mpeg_vbr_info> read_xing(std::span<const std::byte> frame);
+/// Raises `VBRIParseError` when it isn't whole.
+std::optional<mpeg_vbr_info> read_vbri(std::span<const std::byte> frame);
+
+} // namespace zelmora
