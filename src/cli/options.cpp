@@ -153,6 +153,7 @@ class formats_parser : public verb_parser {
 class info_parser : public verb_parser {
   void define(CLI::App& app) override {
     app.add_flag("--json", options_.json, "one JSON object a line for each path");
+    app.add_flag("--fast", options_.fast, "don't read files whole that don't tell their length: estimate it");
     app.add_flag("--io-stats", options_.io_statistics, "tell how often and how much was read");
     add_input(app, options_.input, options_.jobs, "as many as there are processors, up to 4");
   }

@@ -45,6 +45,7 @@ struct info_options {
   unsigned jobs = 0; ///< 0: as many as suit the machine
   bool json = false;
   bool io_statistics = false;
+  bool fast = false; ///< files aren't read whole for their length
 };
 
 enum class output_format { wav_float, wav_s16, wav_s24, wav_s32, f32, s16, s24, s32 };

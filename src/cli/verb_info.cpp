@@ -6,6 +6,7 @@
 #include "frame/input_open.h"
 #include "frame/replaygain_text.h"
 #include "frame/text.h"
+#include "host/effort.h"
 
 #include <algorithm>
 #include <array>
@@ -128,6 +129,7 @@ void append_text(std::string& out, const media_description& media) {
 } // namespace
 
 exit_status run_info(const info_options& options, program_context& context) {
+  host::set_effort(options.fast ? host::effort::fast : host::effort::full);
   path_list paths(options.input, context.abort);
   const auto jobs = jobs_for_reading(options.jobs);
   return work_on_paths(paths, jobs, context.out, [&](const std::string& path, std::size_t, outcome& result) {

@@ -1,12 +1,14 @@
 // Pictures of a track: what kinds there are, and their bytes.
 #pragma once
 
+#include "frame/file.h"
 #include "frame/guid.h"
 #include "frame/service.h"
 
 #include <cstddef>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zelmora {
@@ -43,6 +45,59 @@ using album_art_set = std::vector<album_art_entry>;
 
 /// The picture of that id, or null.
 album_art_data_ptr find_album_art(const album_art_set& pictures, const guid& id);
+
+/// The pictures of one open file. One thread at a time.
+class album_art_extractor_instance : public service_base {
+ public:
+  using interface_type = album_art_extractor_instance;
+  using interface_parent = service_base;
+  static constexpr guid class_guid = "2E4B7C0A-93F5-4D0D-8A6C-51B0D4C7E362"_guid;
+
+  /// Raises `exception_album_art_not_found` when there is none of that kind.
+  virtual album_art_data_ptr query(const guid& id, abort_callback& abort) = 0;
+};
+using album_art_extractor_instance_ptr = service_ptr_t<album_art_extractor_instance>;
+
+/// Changes that `commit` writes.
+class album_art_editor_instance : public album_art_extractor_instance {
+ public:
+  using interface_type = album_art_editor_instance;
+  using interface_parent = album_art_extractor_instance;
+  static constexpr guid class_guid = "2E4B7C0A-93F5-4D0D-8A6C-51B0D4C7E363"_guid;
+
+  virtual void set(const guid& id, album_art_data_ptr data, abort_callback& abort) = 0;
+  virtual void remove(const guid& id) = 0;
+  virtual void remove_all() = 0;
+  virtual void commit(abort_callback& abort) = 0;
+};
+using album_art_editor_instance_ptr = service_ptr_t<album_art_editor_instance>;
+
+/// Opens files of one format for their pictures. What `file` is null for is opened by its path. Raises
+/// `exception_io_data` for other formats; an extractor raises `exception_album_art_not_found` for a file without tags.
+class album_art_extractor : public service_base {
+ public:
+  using interface_type = album_art_extractor;
+  using interface_parent = service_base;
+  static constexpr guid class_guid = "2E4B7C0A-93F5-4D0D-8A6C-51B0D4C7E364"_guid;
+
+  virtual bool is_our_path(std::string_view path, std::string_view extension) = 0;
+  virtual album_art_extractor_instance_ptr open(zelmora_io::file_ptr file, std::string_view path,
+                                                abort_callback& abort) = 0;
+  /// The input of the format.
+  virtual guid get_guid() = 0;
+};
+
+class album_art_editor : public service_base {
+ public:
+  using interface_type = album_art_editor;
+  using interface_parent = service_base;
+  static constexpr guid class_guid = "2E4B7C0A-93F5-4D0D-8A6C-51B0D4C7E365"_guid;
+
+  virtual bool is_our_path(std::string_view path, std::string_view extension) = 0;
+  virtual album_art_editor_instance_ptr open(zelmora_io::file_ptr file, std::string_view path,
+                                             abort_callback& abort) = 0;
+  virtual guid get_guid() = 0;
+};
 
 /// Knows kinds of images; offered by hosts that show them.
 class image_formats : public service_base {

@@ -153,8 +153,9 @@ void input_mp3::decode_on_idle(abort_callback& abort) { file_->on_idle(abort); }
 bool input_mp3::g_is_our_content_type(std::string_view type) {
   return list_contains("audio/mp3;audio/mpeg;audio/mpg;audio/x-mp3;audio/x-mpeg;audio/x-mpg", type);
 }
+bool input_mp3::g_is_our_extension(std::string_view extension) { return list_contains("MP3;MP2;MP1", extension); }
 bool input_mp3::g_is_our_path(std::string_view path, std::string_view extension) {
-  return list_contains("MP3;MP2;MP1", extension) || is_stream_address(path);
+  return g_is_our_extension(extension) || is_stream_address(path);
 }
 bool input_mp3::g_is_our_file_header(std::span<const std::byte> head) {
   // What the head is too short for is tried: other formats have ID3v2 tags as well, and frames may be large.

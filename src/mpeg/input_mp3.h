@@ -27,6 +27,7 @@ class input_mp3 : public input_stubs {
   void decode_on_idle(abort_callback& abort);
 
   static bool g_is_our_content_type(std::string_view type);
+  static bool g_is_our_extension(std::string_view extension);
   static bool g_is_our_path(std::string_view path, std::string_view extension);
   static bool g_is_our_file_header(std::span<const std::byte> head);
   static guid g_get_guid();
