@@ -99,7 +99,7 @@ class path_check {
     found.path = path_;
     found.subsong = subsong;
     log_->follow(&position_);
-    decode_all(found);
+    const auto damage = decode_testing(found);
     if (found.samples == 0) {
       const auto told = info.info_get_wfx();
       found.sample_rate = told.rate;
@@ -107,14 +107,43 @@ class path_check {
     }
     log_->follow(nullptr);
     for (const auto& entry : log_->entries()) found.warnings.push_back(entry.text);
+    if (damage && !is_told(found, *damage)) found.warnings.insert(found.warnings.begin(), *damage);
     if (options_.seeks > 0) compare_seeks(found);
     log_->clear();
     found.ok = found.warnings.empty();
     report(found);
   }
 
-  void decode_all(verify_description& found) {
-    traced::initialize(*decoder_, found.subsong, decode_flag_testing_integrity | decode_flag_no_seeking, abort_);
+  /// Decodes all, and answers what stopped the test of integrity, if that did. Playback may pass over such damage: then
+  /// it is decoded once more as for that, which also tells of what lies behind.
+  std::optional<std::string> decode_testing(verify_description& found) {
+    try {
+      decode_all(found, decode_flag_testing_integrity | decode_flag_no_seeking);
+      return std::nullopt;
+    } catch (const exception_io_data& failure) {
+      const auto at = position_;
+      const std::string text = failure.what();
+      open();
+      log_->follow(&position_);
+      position_ = 0;
+      found.samples = 0;
+      try {
+        decode_all(found, decode_flag_no_seeking);
+        return text;
+      } catch (const exception_io_data&) {
+        position_ = at;
+        log_->clear();
+      }
+      throw;
+    }
+  }
+
+  static bool is_told(const verify_description& found, std::string_view text) {
+    return std::ranges::any_of(found.warnings, [&](const std::string& told) { return told.starts_with(text); });
+  }
+
+  void decode_all(verify_description& found, std::uint32_t flags) {
+    traced::initialize(*decoder_, found.subsong, flags, abort_);
     audio_chunk_impl chunk;
     pcm_digest digest;
     bool uniform = true;

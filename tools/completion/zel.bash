@@ -39,7 +39,7 @@ _zel() {
   esac
   case $verb in
     formats) options='--json -h --help';;
-    info) options='--json --io-stats --files-from -0 --null -j --jobs -h --help';;
+    info) options='--json --fast --io-stats --files-from -0 --null -j --jobs -h --help';;
     decode) options='-o --output --format --bits --subsong --start --length --no-postprocess --files-from -0 --null -j --jobs -h --help';;
     verify) options='--seeks --seed --json --files-from -0 --null -j --jobs -h --help';;
     tag) options='--dry-run --subsong --json --files-from -0 --null -j --jobs -h --help';;
