@@ -1,5 +1,6 @@
 #include "cli/seek_check.h"
 
+#include "cli/over_damage.h"
 #include "frame/input_open.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ struct window {
 bool run_filled(input_decoder& decoder, audio_chunk& chunk, abort_callback& abort) {
   do {
     abort.check();
-    if (!traced::run(decoder, chunk, abort)) return false;
+    if (!run_over_damage(decoder, chunk, abort, [](const std::exception&) {})) return false;
   } while (chunk.get_sample_count() == 0);
   if (!chunk.is_valid()) throw zelmora_io::exception_io_data();
   return true;

@@ -1,6 +1,7 @@
 // `zel decode`: samples into a file or a stream.
 #include "cli/byte_sink.h"
 #include "cli/decode_targets.h"
+#include "cli/over_damage.h"
 #include "cli/pcm_output.h"
 #include "cli/progress.h"
 #include "cli/verbs.h"
@@ -65,7 +66,7 @@ class track_copier {
     length_ = info.get_length();
     refuse_endless(*decoder);
     start(*decoder, subsong);
-    copy(*decoder);
+    copy(*decoder, *log);
     if (!sink_) begin(info.info_get_wfx());
     finish();
     log->follow(nullptr);
@@ -100,11 +101,12 @@ class track_copier {
     position_ = seeks ? options_.start : 0;
   }
 
-  void copy(input_decoder& decoder) {
+  void copy(input_decoder& decoder, event_logger& log) {
     audio_chunk_impl chunk;
+    const auto tell = [&](const std::exception& damage) { log.log_entry(damage.what(), event_logger::error); };
     while (remaining_ != 0) {
       abort_.check();
-      if (!traced::run(decoder, chunk, abort_)) return;
+      if (!run_over_damage(decoder, chunk, abort_, tell)) return;
       if (chunk.get_sample_count() == 0) continue;
       if (!chunk.is_valid()) throw exception_io_data();
       const double duration = chunk.get_duration();

@@ -1,5 +1,6 @@
 // `zel verify`: whether files decode in full, and whether seeking in them is exact.
 #include "cli/json_writer.h"
+#include "cli/over_damage.h"
 #include "cli/pcm_output.h"
 #include "cli/progress.h"
 #include "cli/seek_check.h"
@@ -147,7 +148,9 @@ class path_check {
     audio_chunk_impl chunk;
     pcm_digest digest;
     bool uniform = true;
-    while (traced::run(*decoder_, chunk, abort_)) {
+    const bool is_testing = (flags & decode_flag_testing_integrity) != 0;
+    const auto tell = [&](const std::exception& damage) { log_->log_entry(damage.what(), event_logger::error); };
+    while (is_testing ? traced::run(*decoder_, chunk, abort_) : run_over_damage(*decoder_, chunk, abort_, tell)) {
       abort_.check();
       if (chunk.get_sample_count() == 0) continue;
       if (!chunk.is_valid()) throw exception_io_data();

@@ -78,7 +78,8 @@ class input_decoder : public input_info_reader {
 
   /// Positions at the start of the subsong; `flags` of `decode_flags`.
   virtual void initialize(std::uint32_t subsong, std::uint32_t flags, abort_callback& abort) = 0;
-  /// True with a chunk; false at the end, and on every later call until a seek.
+  /// True with a chunk; false at the end, and on every later call until a seek. A damaged stretch may raise
+  /// `exception_io_data`: another call goes on behind it, or raises as well.
   virtual bool run(audio_chunk& chunk, abort_callback& abort) = 0;
   /// To `seconds` [s] from the start, exact to the sample. Below 0 raises `exception_io_data`; beyond the end is the
   /// end.

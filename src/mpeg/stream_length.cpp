@@ -16,6 +16,7 @@ struct frame_sample {
   std::uint64_t frames = 0;
   std::uint64_t bytes = 0;
   bool has_one_rate = true;
+  bool has_padding = false; ///< some of them
 };
 
 frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_callback& abort) {
@@ -30,6 +31,7 @@ frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_ca
       if (!frame || frame->is_behind_damage) break;
       ++sample.frames;
       sample.bytes += frame->header.frame_size;
+      sample.has_padding = sample.has_padding || frame->header.has_padding;
       sample.has_one_rate = sample.has_one_rate && frame->header.bitrate == stream.first.bitrate;
     }
   }
@@ -52,8 +54,11 @@ void measure_mp3_length(mp3_stream& stream, byte_window& window, const mpeg_fram
   const auto sample = take_sample(stream, window, abort);
   const auto bytes = static_cast<double>(stream.bytes());
   if (sample.has_one_rate) {
+    // Some encoders never pad: then a frame has less than its rate asks for.
     const auto frame_seconds = static_cast<double>(stream.first.samples) / stream.first.sample_rate;
-    stream.frames = static_cast<std::uint64_t>(std::llround(bytes / (stream.first.bitrate * 125.0 * frame_seconds)));
+    const auto frame_bytes = sample.has_padding ? stream.first.bitrate * 125.0 * frame_seconds
+                                                : static_cast<double>(stream.first.frame_size);
+    stream.frames = static_cast<std::uint64_t>(std::llround(bytes / frame_bytes));
     stream.length_source = mp3_length_source::cbr;
   } else {
     stream.is_vbr = true;
