@@ -32,7 +32,8 @@ ffw() { ffmpeg -nostdin -v error -y "${@:1:$#-1}" -map_metadata -1 -fflags +bite
 expect() {
   local file=$1 start=$2 length=$3 why=$4 rate channels bitrate
   read -r rate channels bitrate < <(edit stream "$out/$file")
-  ffmpeg -nostdin -v error -threads 1 -flags2 +skip_manual -request_sample_fmt flt -c:a mp3float -i "${as_decoded-$out/$file}" -f f32le -y pcm
+  ffmpeg -nostdin -v error -threads 1 -flags2 +skip_manual -request_sample_fmt flt -c:a mp3float -i "${as_decoded-$out/$file}" \
+    -f f32le -y pcm
   tail -c +$((start * channels * 4 + 1)) pcm > rest
   [ "$length" != all ] || length=$(($(stat -c %s rest) / 4 / channels))
   head -c $((length * channels * 4)) rest > cut
