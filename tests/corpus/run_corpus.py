@@ -378,8 +378,7 @@ def judge(rows, zel, tag_tool, known):
     verdicts = []
     for row in rows:
         record = records[file_of(row)]
-        unsupported = record.get("error", {}).get("type") == "exception_io_unsupported_format"
-        verdict = compare(row, record, zel, not unsupported or extension_of(row.path) in readable)
+        verdict = compare(row, record, zel, extension_of(file_of(row)) in readable)
         if verdict.kind == "differ" and (name_of(row), row.field) in known:
             verdict = Verdict("known", verdict.ours)
         verdicts.append((row, verdict))
