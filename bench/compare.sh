@@ -117,6 +117,37 @@ if has lame && has ffmpeg; then
   row "a tag of lame's, 10,000 times : /bin/true" -- "$bin/read_tags" --memory 10000 "$dir/mp3/0.mp3" --vs /bin/true
 fi
 
+# A minute of tones and noise, over and over: each begins with a frame that needs no earlier one.
+if has lame && has ffmpeg && has python3; then
+  repeat() { python3 "$(dirname "$0")/../tests/data/mpeg_tool.py" repeat "$dir/song.mp3" "$1" "$2" "$dir/$3"; }
+  ffmpeg -v error -nostdin -f lavfi -i "aevalsrc=0.3*sin(880*t+9*sin(3*t))*sin(t)+0.2*random(0)*pow(sin(2*t)\,8)|0.3*sin(60*t*t)+\
+0.1*random(1)*sin(t/3):s=44100:d=60" "$dir/song.wav"
+  lame --quiet -t -V2 "$dir/song.wav" "$dir/song.mp3"
+  repeat 10 none ten.mp3
+  repeat 600 header hours.mp3
+  repeat 600 none hours_no_header.mp3
+  row "decode 10 min VBR MP3 : libavcodec bare" --bar 1.05 -- "$zel" decode --format f32 -o - "$dir/ten.mp3" \
+    --vs "$bin/decode_packets" bare mp3 86017 1 "$dir/ten.mp3"
+  if has mpg123; then
+    row "decode 10 min VBR MP3 : mpg123" --bar 1.0 -- "$zel" decode --format f32 -o - "$dir/ten.mp3" \
+      --vs mpg123 -q -e f32 -s "$dir/ten.mp3"
+  fi
+  if [ -x "$bin/peer_taglib" ]; then
+    row "info of 2,000 MP3 : TagLib" --bar 1.0 -- "$zel" info --files-from "$dir/mp3.list" --vs "$bin/peer_taglib" --audio "$dir/mp3.list"
+    row "info -j 1 of 2,000 MP3 : TagLib" --bar 1.0 -- \
+      "$zel" info -j 1 --files-from "$dir/mp3.list" --vs "$bin/peer_taglib" --audio "$dir/mp3.list"
+  fi
+  row "info of 10 h VBR MP3 without header : cat" -- "$zel" info "$dir/hours_no_header.mp3" --vs cat "$dir/hours_no_header.mp3"
+  row "memory of decode MP3: 10 h : 10 min" --of memory --bar 1.05 -- "$zel" decode --start 35900 --format f32 -o - "$dir/hours.mp3" \
+    --vs "$zel" decode --format f32 -o - "$dir/ten.mp3"
+  case "100 seeks in MP3" in
+    $pattern)
+      "$bin/seek_file" "100 seeks in 10 h VBR MP3, header" "$dir/hours.mp3"
+      "$bin/seek_file" "100 seeks in 10 h VBR MP3, no header" "$dir/hours_no_header.mp3" ;;
+  esac
+  rm "$dir"/hours*.mp3
+fi
+
 # The numbers of the codecs are libavcodec's.
 packets=$(cd "$(dirname "$0")/../tests/data/packets" && pwd)
 for codec in "MP3 mp3 86017 mp3 2000" "AAC mp4 86018 aac_lc 8000" "ALAC alac 86032 alac16 1000"; do
