@@ -1,9 +1,10 @@
-// The packets of a file of tests/data/packets, decoded over and over.
+// The packets of a file of tests/data/packets, or the frames of an MP3 file without tags, decoded over and over.
 //
-// decode_packets ours|bare OWNER CODEC_ID TIMES FILE     prints how many samples came
+// decode_packets ours|bare OWNER CODEC_ID TIMES FILE     prints how many samples came; FILE is NAME.packets or NAME.mp3
 //
 // "ours" goes through a packet decoder for OWNER (mp3, mp4, alac), "bare" calls libavcodec with decoder CODEC_ID and
 // leaves its frames as they are. Both have the library in their memory when they begin.
+#include "codecs/mpeg_frame_header.h"
 #include "codecs/packet_decoder.h"
 #include "frame/bytes.h"
 #include "host/host.h"
@@ -31,17 +32,27 @@ struct record {
   std::size_t size = 0;
 };
 
-std::vector<record> load(const char* path) {
+record make_record(std::span<const std::byte> bytes) {
+  record result{{bytes.begin(), bytes.end()}, bytes.size()};
+  result.bytes.resize(result.size + padding);
+  return result;
+}
+
+std::vector<record> load(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   const std::string text(std::istreambuf_iterator<char>(in), {});
-  le_reader reader(as_byte_span(text));
+  auto rest = as_byte_span(text);
   std::vector<record> records;
-  while (reader.remaining() != 0) {
-    const auto bytes = reader.take(reader.le32());
-    record r{{bytes.begin(), bytes.end()}, bytes.size()};
-    r.bytes.resize(r.size + padding);
-    records.push_back(std::move(r));
+  if (path.ends_with(".mp3")) {
+    records.push_back(make_record({})); // no setup data
+    while (const auto header = parse_mpeg_header(rest)) {
+      records.push_back(make_record(rest.first(header->frame_size)));
+      rest = rest.subspan(header->frame_size);
+    }
+    return records;
   }
+  le_reader reader(rest);
+  while (reader.remaining() != 0) records.push_back(make_record(reader.take(reader.le32())));
   return records;
 }
 

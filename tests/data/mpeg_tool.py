@@ -9,6 +9,7 @@
   poke SOURCE FRAME OFFSET HEX OUT            overwrites bytes of a frame
   cut SOURCE SIZE OUT
   noise NUMBER OUT
+  repeat SOURCE TIMES header|none OUT         the frames of SOURCE over and over, behind a Xing header or none
   stream FILE                                 prints rate, channels and bitrate [kbit/s] of the audio frames
 """
 import random
@@ -136,6 +137,10 @@ def noise(count, out):
     save(out, random.Random(2).randbytes(int(count)))
 
 
+def repeat(source, times, header_or_none, out):
+    mpeg_frames.write_repeated(out, bytes(load(source)), int(times), header_or_none == "header")
+
+
 def stream(path):
     frames = mpeg_frames.audio_frames(load(path))
     first = frames[0]
@@ -143,5 +148,5 @@ def stream(path):
     print(first.rate, first.channels, int(bits * first.rate / (len(frames) * first.samples) / 1000 + 0.5))
 
 
-COMMANDS = (layer1, vbri, header, insert, drop, poke, cut, noise, stream)
+COMMANDS = (layer1, vbri, header, insert, drop, poke, cut, noise, repeat, stream)
 {command.__name__: command for command in COMMANDS}[sys.argv[1]](*sys.argv[2:])

@@ -210,15 +210,6 @@ def seeks(zel, scratch):
     print(f"seeks: {len(paths)} files")
 
 
-def header_frame(frames, audio_bytes):
-    """A Xing header for these frames, without a seek table. https://www.codeproject.com/Articles/8295 tells the layout."""
-    first = frames[0]
-    head = bytes([0xFF, 0xFB, 0x90 | (first[2] & 0x0C), first[3]])
-    frame = mpeg_frames.parse(head, 0)
-    text = b"Xing" + (3).to_bytes(4, "big") + len(frames).to_bytes(4, "big") + (audio_bytes + frame.size).to_bytes(4, "big")
-    return (head.ljust(mpeg_frames.side_end(frame), b"\0") + text).ljust(frame.size, b"\0")
-
-
 def make_ten_hours(scratch, header):
     """A song of a minute over and over; each begins with a frame that needs no earlier one."""
     wav, song = os.path.join(scratch, "minute.wav"), os.path.join(scratch, "minute.mp3")
@@ -227,13 +218,8 @@ def make_ten_hours(scratch, header):
     run("lame", "--quiet", "-t", "-V5", wav, song)
     with open(song, "rb") as file:
         data = file.read()
-    frames = [data[f.at:f.at + f.size] for f in mpeg_frames.walk(data)]
     path = os.path.join(scratch, "ten_hours_header.mp3" if header else "ten_hours.mp3")
-    with open(path, "wb") as file:
-        if header:
-            file.write(header_frame(frames * 600, 600 * sum(map(len, frames))))
-        for _ in range(600):
-            file.write(b"".join(frames))
+    mpeg_frames.write_repeated(path, data, 600, header)
     return path
 
 
