@@ -1,6 +1,7 @@
 // The tags of many files, read by the C++ tag library of Debian.
 //
-// peer_taglib [--audio] LIST     one path a line; prints how many values were read, and with --audio the seconds of audio
+// peer_taglib [--audio] LIST     one path a line; prints how many values were read, and with --audio the seconds of
+// audio
 #include <cstdint>
 #include <cstdio>
 #include <fstream>

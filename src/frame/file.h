@@ -14,6 +14,8 @@
 
 namespace zelmora {
 
+class file_info;
+
 /// Size and time of an object, as far as they are known.
 struct t_filestats {
   static constexpr std::uint64_t unknown_size = std::numeric_limits<std::uint64_t>::max();
@@ -142,6 +144,18 @@ class file_v2 : public file {
   /// Hands what the object itself still holds to the system, and raises what went wrong with it. For objects that write
   /// through there is nothing to do.
   virtual void flush_to_system(abort_callback&) {}
+};
+
+/// A stream that says while it comes what is being played: the titles of a radio station.
+class file_dynamicinfo : public file {
+ public:
+  using interface_type = file_dynamicinfo;
+  using interface_parent = file;
+  static constexpr guid class_guid = "7F1A0A3C-6E55-4E1B-8F0E-1B8F5B3C7A12"_guid;
+
+  /// Sets in `info` what has been told since the last call; false when that is nothing. `time_delta` [s] says from when
+  /// on it holds.
+  virtual bool get_dynamic_info(file_info& info, double& time_delta) = 0;
 };
 
 using file_ptr = service_ptr_t<file>;

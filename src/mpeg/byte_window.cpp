@@ -61,8 +61,8 @@ void byte_window::move_to(std::uint64_t offset, abort_callback& abort) {
   }
   if (offset >= base_ && offset - base_ <= held_) {
     const auto before = static_cast<std::size_t>(offset - base_);
-    std::memmove(buffer_.data(), buffer_.data() + before, held_ - before);
     held_ -= before;
+    if (held_ != 0) std::memmove(buffer_.data(), buffer_.data() + before, held_);
   } else {
     held_ = 0;
     piece_ = first_piece;

@@ -17,6 +17,7 @@ class mpeg_frame_index {
   struct entry {
     std::uint64_t frame = 0;
     std::uint64_t offset = 0; ///< from the beginning of the stream [bytes]
+    std::uint64_t sample = 0; ///< its first, by what the frames before it hold
     friend bool operator==(const entry&, const entry&) = default;
   };
   /// An entry lies more than so many frames from its neighbours.

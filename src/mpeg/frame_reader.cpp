@@ -27,20 +27,22 @@ std::uint64_t ape_size_by_header(std::span<const std::byte> header) {
 mpeg_frame_reader::mpeg_frame_reader(byte_window& window, range what, mpeg_event_sink sink)
     : window_(window), range_(std::move(what)), sink_(std::move(sink)), position_(range_.begin) {}
 
-void mpeg_frame_reader::seek(std::uint64_t number, std::uint64_t offset) {
-  number_ = number;
-  position_ = offset;
+void mpeg_frame_reader::seek(const mpeg_frame_index::entry& known) {
+  number_ = known.frame;
+  position_ = range_.begin + known.offset;
+  sample_ = known.sample;
   is_behind_damage_ = false;
 }
 
 std::optional<mpeg_frame> mpeg_frame_reader::next(abort_callback& abort) {
   const auto header = read_header(abort);
   if (!header) return std::nullopt;
-  mpeg_frame found{number_++, position_, *header, std::exchange(is_behind_damage_, false)};
+  mpeg_frame found{number_++, position_, sample_, *header, std::exchange(is_behind_damage_, false)};
   position_ += header->frame_size;
+  sample_ += header->samples;
   const bool is_due = found.number < indexed_ || found.number - indexed_ > mpeg_frame_index::spacing;
   if (range_.index && is_due) {
-    range_.index->add({found.number, found.offset - range_.begin});
+    range_.index->add({found.number, found.offset - range_.begin, found.sample});
     indexed_ = found.number;
   }
   return found;

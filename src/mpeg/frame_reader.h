@@ -28,6 +28,7 @@ using mpeg_event_sink = std::function<void(mpeg_event event, std::uint64_t offse
 struct mpeg_frame {
   std::uint64_t number = 0;
   std::uint64_t offset = 0; ///< from the beginning of the file [bytes]
+  std::uint64_t sample = 0; ///< its first, by what the frames before it hold
   mpeg_frame_header header;
   bool is_behind_damage = false; ///< decoders begin anew with it
 };
@@ -45,8 +46,8 @@ class mpeg_frame_reader {
 
   /// The next frame; none at the end. Its body may be cut by the end of the file.
   std::optional<mpeg_frame> next(abort_callback& abort);
-  /// Goes on with frame `number`, which is known to begin at `offset` of the file [bytes].
-  void seek(std::uint64_t number, std::uint64_t offset);
+  /// Goes on with a frame of the index.
+  void seek(const mpeg_frame_index::entry& known);
 
   /// Where the next frame should begin [bytes].
   std::uint64_t position() const noexcept { return position_; }
@@ -66,6 +67,7 @@ class mpeg_frame_reader {
   mpeg_event_sink sink_;
   std::uint64_t position_;
   std::uint64_t number_ = 0;
+  std::uint64_t sample_ = 0;
   std::uint64_t indexed_ = std::numeric_limits<std::uint64_t>::max(); ///< number of the frame last offered to the index
   bool is_behind_damage_ = false;
 };

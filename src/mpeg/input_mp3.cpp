@@ -10,7 +10,7 @@
 #include "tags/id3v2_tag.h"
 
 #include <array>
-#include <fmt/core.h>
+#include <utility>
 
 namespace zelmora {
 
@@ -93,7 +93,7 @@ void input_mp3::set_stream_info(file_info& info) const {
   if (stream_.vbr.delay) info.info_set_int("enc_delay", *stream_.vbr.delay);
   if (stream_.vbr.padding) info.info_set_int("enc_padding", *stream_.vbr.padding);
   if (stream_.is_accurate()) info.info_set("mp3_accurate_length", "1");
-  info.info_set_int(info_field::bitrate, stream_.average_bitrate());
+  if (const auto rate = stream_.average_bitrate(); rate != 0) info.info_set_int(info_field::bitrate, rate);
   info.info_set(info_field::codec, codec_names[first.layer - 1u]);
   info.info_set(info_field::encoding, "lossy");
   info.info_set_int(info_field::channels, first.channels);
@@ -145,6 +145,14 @@ void input_mp3::decode_seek(double seconds, abort_callback& abort) { playback_->
 bool input_mp3::decode_can_seek() { return window_->can_seek(); }
 bool input_mp3::decode_get_dynamic_info(file_info& info, double& time_delta) {
   return playback_->get_dynamic_info(info, time_delta);
+}
+bool input_mp3::decode_get_dynamic_info_track(file_info& info, double& time_delta) {
+  if (window_->can_seek()) return false; // Its tags say it.
+  std::string type;
+  const bool has_type = !std::exchange(has_told_content_type_, true) && file_->get_content_type(type);
+  if (has_type) info.info_set("content_type", type);
+  const auto source = service_cast<file_dynamicinfo>(file_.get());
+  return (source && source->get_dynamic_info(info, time_delta)) || has_type;
 }
 void input_mp3::decode_on_idle(abort_callback& abort) { file_->on_idle(abort); }
 

@@ -24,6 +24,7 @@ class input_mp3 : public input_stubs {
   void decode_seek(double seconds, abort_callback& abort);
   bool decode_can_seek();
   bool decode_get_dynamic_info(file_info& info, double& time_delta);
+  bool decode_get_dynamic_info_track(file_info& info, double& time_delta);
   void decode_on_idle(abort_callback& abort);
 
   static bool g_is_our_content_type(std::string_view type);
@@ -46,6 +47,7 @@ class input_mp3 : public input_stubs {
   mp3_stream stream_;
   mpeg_frame_index_ptr index_; ///< null when the stream can't seek
   std::unique_ptr<mp3_playback> playback_;
+  bool has_told_content_type_ = false;
 };
 
 } // namespace zelmora

@@ -57,16 +57,15 @@ void mp3_playback::go_to(std::uint64_t sample, abort_callback& abort) {
   has_ended_ = true; // until the place is found
   failed_.reset();
   bitrate_.reset();
-  if (from_.stream.has_length() && sample >= std::max<std::uint64_t>(trim_.total, 1)) return;
+  // Of other streams the frames tell where they end.
+  if (from_.stream.is_accurate() && sample >= trim_.total) return;
   const auto target = checked_add(sample, trim_.skip);
-  const auto wanted = target / from_.stream.first.samples;
-  std::optional<mpeg_seek_start> start{{0, from_.stream.begin}};
-  if (from_.index) start = find_mpeg_seek_start(from_.stream, from_.window, from_.index, wanted, from_.seek_way, abort);
+  auto start = std::make_optional<mpeg_frame_index::entry>();
+  if (from_.index) start = find_mpeg_seek_start(from_.stream, from_.window, from_.index, target, from_.seek_way, abort);
   if (!start) return;
-  reader_.seek(start->frame, start->offset);
+  reader_.seek(*start);
   decoder_->reset_after_seek();
-  const auto first_sample = start->frame * from_.stream.first.samples;
-  pending_skip_ = target > first_sample ? target - first_sample : 0;
+  pending_skip_ = target > start->sample ? target - start->sample : 0;
   delivered_ = sample;
   has_ended_ = false;
 }

@@ -37,8 +37,10 @@ bool is_free_format(std::span<const std::byte> header) {
   return (word & bitrate_bits) == 0 && parse_mpeg_header(with_bitrate).has_value();
 }
 
+/// `file::unknown_size` when the file's end isn't known.
 std::uint64_t find_end_of_frames(file& source, byte_window& window, const found_mpeg_frame& first,
                                  abort_callback& abort) {
+  if (window.size() == file::unknown_size) return file::unknown_size;
   const auto tail = scan_trailing_tags(source, tail_use::replace, abort, first.offset);
   const auto end = find_last_mpeg_frame_end(window, first, tail.begin, abort);
   if (!end) throw exception_io_data();
@@ -119,7 +121,7 @@ mp3_stream parse_mp3_stream(file& source, byte_window& window, abort_callback& a
   }
   stream.first = found->header;
   stream.begin = found->offset;
-  if (!window.can_seek() || window.size() == file::unknown_size) return stream;
+  if (!window.can_seek()) return stream;
 
   auto told = read_header_frame(window.at(found->offset, found->header.frame_size, abort));
   const bool has_end = told && told->kind == mpeg_vbr_info::xing && told->bytes.value_or(0) > 0;

@@ -12,20 +12,15 @@
 
 namespace zelmora {
 
-struct mpeg_seek_start {
-  std::uint64_t frame = 0;
-  std::uint64_t offset = 0; ///< in the file [bytes]
-};
-
 enum class mpeg_seek_way {
   exact,   ///< every frame header from the nearest known frame on is read
   estimate ///< by the size, or the encoder's table: for files that it takes long to read
 };
 
-/// For frame `wanted` of `stream`; none when the stream ends before it. `index` gives the frames that are known, and
-/// takes those that are found.
-std::optional<mpeg_seek_start> find_mpeg_seek_start(const mp3_stream& stream, byte_window& window,
-                                                    const mpeg_frame_index_ptr& index, std::uint64_t wanted,
-                                                    mpeg_seek_way way, abort_callback& abort);
+/// The frame to begin with for sample `wanted` of `stream`, counted over all its frames; none when the stream ends
+/// before it. `index` gives the frames that are known, and takes those that are found.
+std::optional<mpeg_frame_index::entry> find_mpeg_seek_start(const mp3_stream& stream, byte_window& window,
+                                                            const mpeg_frame_index_ptr& index, std::uint64_t wanted,
+                                                            mpeg_seek_way way, abort_callback& abort);
 
 } // namespace zelmora
