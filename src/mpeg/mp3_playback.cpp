@@ -59,7 +59,8 @@ void mp3_playback::go_to(std::uint64_t sample, abort_callback& abort) {
   bitrate_.reset();
   // Of other streams the frames tell where they end.
   if (from_.stream.is_accurate() && sample >= trim_.total) return;
-  const auto target = checked_add(sample, trim_.skip);
+  const auto target = sample + trim_.skip;
+  if (target < sample) return;
   auto start = std::make_optional<mpeg_frame_index::entry>();
   if (from_.index) start = find_mpeg_seek_start(from_.stream, from_.window, from_.index, target, from_.seek_way, abort);
   if (!start) return;
