@@ -2,10 +2,10 @@
 # MPEG audio of all layers and versions. Needs lame (3.100), twolame (0.4.0), ffmpeg (5.1), SoX 14.4.2, python3-mutagen and
 # mp3gain. See make.sh.
 #
-# expected.tsv: file, rate, channels, samples, MD5 of the interleaved little-endian 32-bit float PCM, bitrate [kbit/s] and
-# where the numbers come from. The samples are ffmpeg's, decoded without what it skips and trims by itself, cut as the last
-# column says: "input" to the length and place of what the encoder was given, "delay" without what the filters of a decoder
-# hold back (529, 481 or 0 samples for layers 3, 2, 1), "count" by the numbers of a header that was edited.
+# expected.tsv: file, rate, channels, samples, MD5 of the interleaved little-endian 32-bit float PCM, bitrate of the frames
+# [kbit/s] and where the numbers come from. The samples are ffmpeg's, decoded without what it skips and trims by itself, cut
+# as the last column says: "input" to the length and place of what the encoder was given, "delay" without what the filters of
+# a decoder hold back (529, 481 or 0 samples for layers 3, 2, 1), "count" by the numbers of a header that was edited.
 set -euo pipefail
 out=$1
 tool=$PWD/mpeg_tool.py
@@ -32,6 +32,7 @@ ffw() { ffmpeg -nostdin -v error -y "${@:1:$#-1}" -map_metadata -1 -fflags +bite
 expect() {
   local file=$1 start=$2 length=$3 why=$4 rate channels bitrate
   read -r rate channels bitrate < <(edit stream "$out/$file")
+  [ "$why" != count ] || bitrate=-
   ffmpeg -nostdin -v error -threads 1 -flags2 +skip_manual -request_sample_fmt flt -c:a mp3float -i "${as_decoded-$out/$file}" \
     -f f32le -y pcm
   tail -c +$((start * channels * 4 + 1)) pcm > rest

@@ -10,6 +10,7 @@
 //   size not known             the same but for the length and the log, which may rest on the size
 //   no seeking                 the same but for the length, the log and the seeks; with `golden_traits::needs_seeking`
 //                              an I/O exception, too
+//     with `needs_ends`          both of these: any text but a refusal
 //   failure at each operation  the golden text, or an I/O exception
 //   end of file at each read   any text, or an I/O exception
 //   abort at each operation    the golden text, or the exception of an abort
@@ -21,6 +22,7 @@ namespace zelmora::test {
 
 struct golden_traits {
   bool needs_seeking = false; ///< the file can't be read from front to back
+  bool needs_ends = false;    ///< what it tells rests on both its ends: without seeking or a size it plays all the same
   bool is_refused =
       false; ///< the file opens with no input: a dump that shows one is a failure, and the other way round
 };
