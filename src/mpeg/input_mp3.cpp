@@ -76,8 +76,11 @@ void input_mp3::get_info(file_info& info, abort_callback& abort) {
   if (!window_->can_seek()) return;
   const auto position = file_->get_position(abort);
   try {
-    tag_processor::read(*file_, info, abort);
-  } catch (const exception_tag_not_found&) {
+    if (window_->size() != file::unknown_size)
+      tag_processor::read(*file_, info, abort);
+    else
+      tag_processor::read_id3v2(*file_, info, abort); // There is no telling where a tail would be.
+  } catch (const exception_io_data&) {
     // It has none.
   }
   file_->seek(position, abort);
