@@ -2,6 +2,8 @@
 #include "codecs/aac_config.h"
 #include "codecs/packet_decoder_ffmpeg.h"
 
+#include <array>
+
 extern "C" {
 #include <libavcodec/codec_id.h>
 }
@@ -12,6 +14,12 @@ namespace {
 
 /// Overlap of one frame, and what SBR keeps. [frames], [s]
 constexpr packet_dependency aac_dependency{2, 0.128};
+
+/// ISO/IEC 14496-3, table 1.19; 0 where the stream itself tells.
+std::uint32_t channel_count(std::uint32_t channel_config) {
+  constexpr std::array<std::uint8_t, 15> counts{0, 1, 2, 3, 4, 5, 6, 8, 0, 0, 0, 7, 8, 0, 8};
+  return channel_config < counts.size() ? counts[channel_config] : 0;
+}
 
 class decoder_aac : public packet_decoder_ffmpeg {
  public:
@@ -36,17 +44,21 @@ class decoder_aac : public packet_decoder_ffmpeg {
     }
   }
 
-  void open(bool, const guid& owner, std::uint32_t param1, const void* param2, std::size_t size, abort_callback&) {
+  void open(bool decode, const guid& owner, std::uint32_t param1, const void* param2, std::size_t size,
+            abort_callback&) {
     const auto bytes = make_aac_config(owner, param1, param2, size);
     config_ = parse_aac_config(bytes);
-    open_codec({.codec_id = AV_CODEC_ID_AAC, .extradata = bytes});
+    open_codec(decode, {.codec_id = AV_CODEC_ID_AAC,
+                        .extradata = bytes,
+                        .sample_rate = config_.sample_rate,
+                        .channels = channel_count(config_.channel_config)});
   }
 
   void get_info(file_info& info) override {
     packet_decoder_ffmpeg::get_info(info);
     info.info_set(info_field::codec, "AAC");
     info.info_set(info_field::encoding, "lossy");
-    if (const auto name = aac_profile_name(decoder().facts().profile, config_.object_type); !name.empty())
+    if (const auto name = aac_profile_name(facts().profile, config_.object_type); !name.empty())
       info.info_set("codec_profile", name);
   }
 

@@ -37,9 +37,9 @@ class decoder_ac3 : public packet_decoder_ffmpeg {
     return find_codec(owner, param2, size) != nullptr;
   }
 
-  void open(bool, const guid& owner, std::uint32_t, const void* param2, std::size_t size, abort_callback&) {
+  void open(bool decode, const guid& owner, std::uint32_t, const void* param2, std::size_t size, abort_callback&) {
     codec_ = find_codec(owner, param2, size);
-    open_codec({.codec_id = codec_->codec_id});
+    open_codec(decode, {.codec_id = codec_->codec_id});
   }
 
   void get_info(file_info& info) override {

@@ -31,7 +31,7 @@ std::vector<std::byte> make_atom(std::span<const std::byte> config) {
 
 /// ALACSpecificConfig: samples per frame (4 bytes), version, bits, three tuning values, channels, run, largest frame,
 /// bit rate, rate. The library allocates by the first.
-void check_config(std::span<const std::byte> config) {
+ffmpeg_setup parse_config(std::span<const std::byte> config) {
   constexpr std::uint32_t max_frame = 1u << 20;
   be_reader in(config);
   const auto frame = in.be32();
@@ -41,6 +41,13 @@ void check_config(std::span<const std::byte> config) {
   const auto channels = in.u8();
   if (frame == 0 || frame > max_frame || bits > 32 || channels == 0 || channels > audio_chunk::max_channels)
     throw exception_io_data();
+  in.skip(2 + 4);
+  const auto bit_rate = in.be32();
+  return {.codec_id = AV_CODEC_ID_ALAC,
+          .sample_rate = in.be32(),
+          .channels = channels,
+          .bits_per_coded_sample = bits,
+          .bit_rate = bit_rate};
 }
 
 std::span<const std::byte> find_config(const guid& owner, const void* param2, std::size_t size) {
@@ -60,11 +67,12 @@ class decoder_alac : public packet_decoder_ffmpeg {
     return matroska && matroska->codec() == "A_ALAC";
   }
 
-  void open(bool, const guid& owner, std::uint32_t, const void* param2, std::size_t size, abort_callback&) {
+  void open(bool decode, const guid& owner, std::uint32_t, const void* param2, std::size_t size, abort_callback&) {
     const auto config = find_config(owner, param2, size);
     const auto atom = make_atom(config);
-    check_config(config);
-    open_codec({.codec_id = AV_CODEC_ID_ALAC, .extradata = atom});
+    auto setup = parse_config(config);
+    setup.extradata = atom;
+    open_codec(decode, setup);
   }
 
   void get_info(file_info& info) override {

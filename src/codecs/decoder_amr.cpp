@@ -36,9 +36,9 @@ class decoder_amr : public packet_decoder_ffmpeg {
     return find_codec(owner) != nullptr;
   }
 
-  void open(bool, const guid& owner, std::uint32_t, const void*, std::size_t, abort_callback&) {
+  void open(bool decode, const guid& owner, std::uint32_t, const void*, std::size_t, abort_callback&) {
     codec_ = find_codec(owner);
-    open_codec({.codec_id = codec_->codec_id, .sample_rate = codec_->sample_rate, .channels = 1});
+    open_codec(decode, {.codec_id = codec_->codec_id, .sample_rate = codec_->sample_rate, .channels = 1});
   }
 
   void get_info(file_info& info) override {

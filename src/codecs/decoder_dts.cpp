@@ -23,8 +23,8 @@ class decoder_dts : public packet_decoder_ffmpeg {
     return matroska && matroska->codec().starts_with("A_DTS");
   }
 
-  void open(bool, const guid&, std::uint32_t, const void*, std::size_t, abort_callback&) {
-    open_codec({.codec_id = AV_CODEC_ID_DTS});
+  void open(bool decode, const guid&, std::uint32_t, const void*, std::size_t, abort_callback&) {
+    open_codec(decode, {.codec_id = AV_CODEC_ID_DTS});
   }
 
  private:

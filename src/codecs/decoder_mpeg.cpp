@@ -47,11 +47,11 @@ class decoder_mpeg : public packet_decoder_ffmpeg {
     return find_owner(owner, param2, size) != nullptr || (owner == owner_mp4 && is_mp4_mpeg_audio(param1));
   }
 
-  void open(bool, const guid& owner, std::uint32_t, const void* param2, std::size_t size, abort_callback&) {
+  void open(bool decode, const guid& owner, std::uint32_t, const void* param2, std::size_t size, abort_callback&) {
     const auto* const row = find_owner(owner, param2, size);
     layer_ = row == nullptr ? std::uint8_t{0} : row->layer;
     can_analyze_ = owner == owner_mp4 || owner == owner_matroska;
-    open_codec({.codec_id = AV_CODEC_ID_MP3});
+    open_codec(decode, {.codec_id = AV_CODEC_ID_MP3});
   }
 
   void get_info(file_info& info) override {

@@ -16,8 +16,32 @@ std::uint64_t packet_decoder_ffmpeg::set_stream_property(const guid& property, s
   return 0;
 }
 
+void packet_decoder_ffmpeg::open_codec(bool decode, const ffmpeg_setup& setup) {
+  if (decode) {
+    decoder_ = open_ffmpeg_decoder(setup);
+    return;
+  }
+  setup_ = setup;
+  extradata_.assign(setup.extradata.begin(), setup.extradata.end());
+  setup_.extradata = extradata_;
+}
+
+void packet_decoder_ffmpeg::reset_after_seek() {
+  if (decoder_) decoder_->reset_after_seek();
+}
+
+ffmpeg_stream_facts packet_decoder_ffmpeg::facts() const {
+  if (decoder_) return decoder_->facts();
+  ffmpeg_stream_facts known;
+  known.sample_rate = setup_.sample_rate;
+  known.channels = setup_.channels;
+  known.bits_per_coded_sample = setup_.bits_per_coded_sample;
+  known.bit_rate = setup_.bit_rate;
+  return known;
+}
+
 void packet_decoder_ffmpeg::get_info(file_info& info) {
-  const auto facts = decoder_->facts();
+  const auto facts = this->facts();
   if (const auto rate = facts.sample_rate != 0 ? facts.sample_rate : container_rate_; rate != 0)
     info.info_set_int(info_field::samplerate, rate);
   if (facts.channels != 0) info.info_set_int(info_field::channels, facts.channels);
@@ -29,6 +53,7 @@ void packet_decoder_ffmpeg::get_info(file_info& info) {
 
 void packet_decoder_ffmpeg::decode(const void* data, std::size_t size, audio_chunk& chunk, abort_callback& abort) {
   abort.check();
+  if (!decoder_) decoder_ = open_ffmpeg_decoder(setup_);
   decoder_->decode(prepare(setup_bytes(data, size)), chunk, abort);
   complete_chunk(chunk, container_rate_);
 }

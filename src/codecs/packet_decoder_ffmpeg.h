@@ -25,7 +25,7 @@ class packet_decoder_ffmpeg : public packet_decoder {
   void get_info(file_info& info) override;
   unsigned get_max_frame_dependency() override { return dependency_.frames; }
   double get_max_frame_dependency_time() override { return dependency_.seconds; }
-  void reset_after_seek() override { decoder_->reset_after_seek(); }
+  void reset_after_seek() override;
   void decode(const void* data, std::size_t size, audio_chunk& chunk, abort_callback& abort) override;
   bool analyze_first_frame_supported() override { return true; }
   void analyze_first_frame(const void* data, std::size_t size, abort_callback& abort) override;
@@ -33,14 +33,18 @@ class packet_decoder_ffmpeg : public packet_decoder {
  protected:
   explicit packet_decoder_ffmpeg(packet_dependency dependency) : dependency_(dependency) {}
 
-  void open_codec(const ffmpeg_setup& setup) { decoder_ = open_ffmpeg_decoder(setup); }
+  /// Opens the library's decoder: now, or when `decode` is false with the first packet that comes all the same. Until
+  /// then what `setup` says is all that is known.
+  void open_codec(bool decode, const ffmpeg_setup& setup);
   /// The packet in the form that the library takes; as it is by default.
   virtual std::span<const std::byte> prepare(std::span<const std::byte> packet) { return packet; }
 
-  ffmpeg_decoder& decoder() const { return *decoder_; }
+  ffmpeg_stream_facts facts() const;
 
  private:
-  std::unique_ptr<ffmpeg_decoder> decoder_;
+  std::unique_ptr<ffmpeg_decoder> decoder_; ///< null until it is needed
+  ffmpeg_setup setup_;
+  std::vector<std::byte> extradata_; ///< of the setup
   packet_dependency dependency_;
   std::uint32_t container_rate_ = 0; ///< [Hz]
 };

@@ -65,15 +65,15 @@ class PacketDecode : public testing::TestWithParam<stream_case> {
 
   std::span<const bytes> packets() const { return std::span(records).subspan(1); }
 
-  packet_decoder_ptr open() {
+  packet_decoder_ptr open(bool decode = true) {
     auto setup = records.front();
     const auto& tested = GetParam();
     if (tested.owner == packet_decoder::owner_mp4_alac)
       setup.erase(setup.begin(), setup.begin() + 8); // FFmpeg keeps the atom's header.
     if (*tested.matroska_codec == '\0')
-      return packet_decoder::g_open(true, tested.owner, tested.param1, setup.data(), setup.size(), abort);
+      return packet_decoder::g_open(decode, tested.owner, tested.param1, setup.data(), setup.size(), abort);
     const matroska_setup record{tested.matroska_codec, 0, 0, 0, static_cast<std::uint32_t>(setup.size()), setup.data()};
-    return packet_decoder::g_open(true, tested.owner, 0, &record, sizeof record, abort);
+    return packet_decoder::g_open(decode, tested.owner, 0, &record, sizeof record, abort);
   }
 
   std::vector<float> decode(packet_decoder& decoder, std::span<const bytes> some) {
@@ -107,6 +107,21 @@ TEST_P(PacketDecode, gives_the_samples_of_the_library) {
   EXPECT_EQ(*info.info_get("channels"), std::to_string(expected.channels));
   const auto* const codec = info.info_get("codec");
   EXPECT_EQ(codec == nullptr ? "" : *codec, GetParam().codec);
+}
+
+/// Describing a stream doesn't need the library.
+TEST_P(PacketDecode, is_described_without_decoding) {
+  const auto text_of = [](packet_decoder& decoder) {
+    file_info_impl info;
+    decoder.get_info(info);
+    std::string text;
+    for (std::size_t i = 0; i < info.info_get_count(); ++i)
+      text += info.info_enum_name(i) + "=" + info.info_enum_value(i) + "\n";
+    return text;
+  };
+  const auto described = open(false);
+  EXPECT_EQ(text_of(*described), text_of(*open()));
+  EXPECT_EQ(md5_of(decode(*described, packets())), find_expected(GetParam().name).md5);
 }
 
 TEST_P(PacketDecode, promised_padding_changes_nothing) {
