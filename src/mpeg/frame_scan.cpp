@@ -11,7 +11,8 @@ namespace {
 constexpr std::size_t scan_block = 16384; ///< searched at once [bytes]
 constexpr std::uint64_t search_limit = 1'048'576;
 constexpr std::uint64_t search_limit_of_streams = 32'768;
-constexpr std::size_t last_block = 4096;              ///< searched first from the end: it holds a frame [bytes]
+constexpr std::size_t last_block = 4096; ///< searched first from the end: it holds a frame [bytes]
+constexpr std::uint64_t backward_limit = std::uint64_t{64} << 20;
 constexpr std::size_t look_ahead = 2885;              ///< the largest frame, and the header behind it [bytes]
 constexpr std::size_t overlap = mpeg_header_size - 1; ///< so that a header across two blocks is seen
 
@@ -74,6 +75,8 @@ std::optional<std::uint64_t> find_last_mpeg_frame_end(byte_window& window, const
       if (end <= end_of_audio) return end;
     }
     if (begin == first.offset) break;
+    if (end_of_audio - begin > backward_limit) return end_of_audio;
+    abort.check();
     block_end = begin + overlap;
     size = scan_block;
   }

@@ -17,6 +17,7 @@ struct frame_sample {
   std::uint64_t bytes = 0;
   bool has_one_rate = true;
   bool has_padding = false; ///< some of them
+  bool has_gaps = false;    ///< places without frames
 };
 
 frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_callback& abort) {
@@ -24,7 +25,10 @@ frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_ca
   for (unsigned place = 0; place < sampled_places; ++place) {
     const auto from = stream.begin + stream.bytes() / sampled_places * place;
     const auto found = find_first_mpeg_frame(window, from, abort);
-    if (!found || !have_same_mpeg_format(found->header, stream.first)) continue; // by chance, or damage
+    if (!found || !have_same_mpeg_format(found->header, stream.first)) { // by chance, or damage
+      sample.has_gaps = true;
+      continue;
+    }
     mpeg_frame_reader reader(window, {found->offset, stream.end, nullptr}, nullptr);
     for (unsigned i = 0; i < frames_at_a_place; ++i) {
       const auto frame = reader.next(abort);
@@ -36,6 +40,13 @@ frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_ca
     }
   }
   return sample;
+}
+
+double average_frame_bytes(const mpeg_frame_header& first, const frame_sample& sample) {
+  if (!sample.has_one_rate) return static_cast<double>(sample.bytes) / static_cast<double>(sample.frames);
+  // Some encoders never pad: then a frame has less than its rate asks for.
+  if (!sample.has_padding) return first.frame_size;
+  return first.bitrate * 125.0 * first.samples / first.sample_rate;
 }
 
 std::uint64_t count_frames(const mp3_stream& stream, byte_window& window, const mpeg_frame_index_ptr& index,
@@ -52,25 +63,18 @@ void measure_mp3_length(mp3_stream& stream, byte_window& window, const mpeg_fram
                         mp3_counting counting, abort_callback& abort) {
   if (stream.has_length() || stream.end == file::unknown_size) return;
   const auto sample = take_sample(stream, window, abort);
-  const auto bytes = static_cast<double>(stream.bytes());
-  if (sample.has_one_rate) {
-    // Some encoders never pad: then a frame has less than its rate asks for.
-    const auto frame_seconds = static_cast<double>(stream.first.samples) / stream.first.sample_rate;
-    const auto frame_bytes = sample.has_padding ? stream.first.bitrate * 125.0 * frame_seconds
-                                                : static_cast<double>(stream.first.frame_size);
-    stream.frames = static_cast<std::uint64_t>(std::llround(bytes / frame_bytes));
-    stream.length_source = mp3_length_source::cbr;
-  } else {
+  if (!sample.has_one_rate) {
     stream.is_vbr = true;
     stream.vbr.profile = "VBR";
-    if (counting == mp3_counting::allowed) {
-      stream.frames = count_frames(stream, window, index, abort);
-      stream.length_source = mp3_length_source::scan;
-    } else {
-      stream.frames = static_cast<std::uint64_t>(
-          std::llround(bytes * static_cast<double>(sample.frames) / static_cast<double>(sample.bytes)));
-      stream.length_source = mp3_length_source::estimate;
-    }
+  }
+  const bool is_regular = sample.has_one_rate && !sample.has_gaps;
+  if (!is_regular && counting == mp3_counting::allowed) {
+    stream.frames = count_frames(stream, window, index, abort);
+    stream.length_source = mp3_length_source::scan;
+  } else {
+    stream.frames = static_cast<std::uint64_t>(
+        std::llround(static_cast<double>(stream.bytes()) / average_frame_bytes(stream.first, sample)));
+    stream.length_source = is_regular ? mp3_length_source::cbr : mp3_length_source::estimate;
   }
   if (stream.frames == 0) throw exception_io_data();
 }
