@@ -1,5 +1,6 @@
 #include "mpeg/stream_length.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace zelmora {
@@ -10,6 +11,8 @@ namespace {
 
 constexpr unsigned sampled_places = 8; ///< along the stream
 constexpr unsigned frames_at_a_place = 8;
+/// So many bytes before the end there are frames to be found; the last one isn't, nothing stands behind it.
+constexpr std::uint64_t least_gap = 16384;
 
 /// Some frames of a stream.
 struct frame_sample {
@@ -26,7 +29,7 @@ frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_ca
     const auto from = stream.begin + stream.bytes() / sampled_places * place;
     const auto found = find_first_mpeg_frame(window, from, abort);
     if (!found || !have_same_mpeg_format(found->header, stream.first)) { // by chance, or damage
-      sample.has_gaps = true;
+      if (stream.end - from > least_gap) sample.has_gaps = true;
       continue;
     }
     mpeg_frame_reader reader(window, {found->offset, stream.end, nullptr}, nullptr);
@@ -49,12 +52,13 @@ double average_frame_bytes(const mpeg_frame_header& first, const frame_sample& s
   return first.bitrate * 125.0 * first.samples / first.sample_rate;
 }
 
-std::uint64_t count_frames(const mp3_stream& stream, byte_window& window, const mpeg_frame_index_ptr& index,
-                           abort_callback& abort) {
+void count_frames(mp3_stream& stream, byte_window& window, const mpeg_frame_index_ptr& index, abort_callback& abort) {
   mpeg_frame_reader reader(window, {stream.begin, stream.end, index}, nullptr);
   while (reader.next(abort)) {
   }
-  return reader.number();
+  stream.frames = reader.number();
+  stream.end = std::min(stream.end, reader.position()); // Garbage may be all that follows.
+  stream.length_source = mp3_length_source::scan;
 }
 
 } // namespace
@@ -69,8 +73,7 @@ void measure_mp3_length(mp3_stream& stream, byte_window& window, const mpeg_fram
   }
   const bool is_regular = sample.has_one_rate && !sample.has_gaps;
   if (!is_regular && counting == mp3_counting::allowed) {
-    stream.frames = count_frames(stream, window, index, abort);
-    stream.length_source = mp3_length_source::scan;
+    count_frames(stream, window, index, abort);
   } else {
     stream.frames = static_cast<std::uint64_t>(
         std::llround(static_cast<double>(stream.bytes()) / average_frame_bytes(stream.first, sample)));
