@@ -40,6 +40,7 @@ struct mp3_stream {
 
   std::uint64_t begin = 0;                            ///< of that frame [bytes]
   std::uint64_t end = zelmora_io::file::unknown_size; ///< of the last frame [bytes]
+  std::optional<std::uint64_t> counted_end;           ///< of the last one that was counted: garbage may follow [bytes]
   std::uint64_t frames = 0;                           ///< 0 when unknown
 
   bool is_vbr = false;
@@ -56,7 +57,7 @@ struct mp3_stream {
   mp3_trim trim(std::uint64_t decoder_delay) const;
   /// [kbit/s] on the average.
   std::uint32_t average_bitrate() const;
-  std::uint64_t bytes() const noexcept { return end - begin; }
+  std::uint64_t bytes() const noexcept { return counted_end.value_or(end) - begin; }
   /// Where its frames are read. One whose header tells their number exactly goes on for so many.
   mpeg_frame_reader::range range(mpeg_frame_index_ptr index) const {
     return {begin, is_accurate() ? zelmora_io::file::unknown_size : end, std::move(index)};

@@ -57,7 +57,7 @@ void count_frames(mp3_stream& stream, byte_window& window, const mpeg_frame_inde
   while (reader.next(abort)) {
   }
   stream.frames = reader.number();
-  stream.end = std::min(stream.end, reader.position()); // Garbage may be all that follows.
+  stream.counted_end = std::min(stream.end, reader.position());
   stream.length_source = mp3_length_source::scan;
 }
 
