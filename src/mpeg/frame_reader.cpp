@@ -32,14 +32,18 @@ void mpeg_frame_reader::seek(const mpeg_frame_index::entry& known) {
   position_ = range_.begin + known.offset;
   sample_ = known.sample;
   is_behind_damage_ = false;
+  is_known_ = true;
 }
 
 std::optional<mpeg_frame> mpeg_frame_reader::next(abort_callback& abort) {
   const auto header = read_header(abort);
   if (!header) return std::nullopt;
-  mpeg_frame found{number_++, position_, sample_, *header, std::exchange(is_behind_damage_, false)};
+  mpeg_frame found{number_++, position_, sample_, *header, std::exchange(is_behind_damage_, false), is_damaged_};
   position_ += header->frame_size;
-  sample_ += header->samples;
+  sample_ += is_damaged_ ? range_.format->samples : header->samples;
+  is_behind_damage_ = is_damaged_;
+  if (is_damaged_) return found;
+  last_ = header;
   const bool is_due = found.number < indexed_ || found.number - indexed_ > mpeg_frame_index::spacing;
   if (range_.index && is_due) {
     range_.index->add({found.number, found.offset - range_.begin, found.sample});
@@ -59,13 +63,28 @@ std::optional<mpeg_frame_header> mpeg_frame_reader::read_header(abort_callback& 
       continue;
     }
     const auto header = parse_mpeg_header(bytes);
-    if (header && header->frame_size >= least_frame && header->frame_size <= largest_frame) {
+    const auto what = header ? judge(*header, abort) : verdict::no_frame;
+    if (what != verdict::no_frame) {
+      is_damaged_ = what == verdict::damaged_frame;
       if (garbage) tell(mpeg_event::id3_garbage, *garbage);
       return header;
     }
     if (!resynchronise(abort)) return std::nullopt;
   }
   return std::nullopt;
+}
+
+/// A header of another format than the stream's is a new stream when another follows, and damage when the stream goes
+/// on behind its frame.
+mpeg_frame_reader::verdict mpeg_frame_reader::judge(const mpeg_frame_header& header, abort_callback& abort) {
+  if (header.frame_size < least_frame || header.frame_size > largest_frame) return verdict::no_frame;
+  if (std::exchange(is_known_, false) || !range_.format || belong_together(header, *range_.format))
+    return verdict::frame;
+  if (last_ && belong_together(header, *last_)) return verdict::frame;
+  const auto next = parse_mpeg_header(window_.at(position_ + header.frame_size, mpeg_header_size, abort));
+  if (!next) return verdict::no_frame;
+  if (belong_together(*next, header)) return verdict::frame;
+  return belong_together(*next, *range_.format) ? verdict::damaged_frame : verdict::no_frame;
 }
 
 /// Goes on behind bytes that are no frame. False at the end of the stream.

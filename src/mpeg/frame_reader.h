@@ -31,6 +31,7 @@ struct mpeg_frame {
   std::uint64_t sample = 0; ///< its first, by what the frames before it hold
   mpeg_frame_header header;
   bool is_behind_damage = false; ///< decoders begin anew with it
+  bool is_damaged = false; ///< its header is not that of its neighbours: it has their samples, but can't be decoded
 };
 
 class mpeg_frame_reader {
@@ -39,6 +40,7 @@ class mpeg_frame_reader {
     std::uint64_t begin = 0;                            ///< the first frame [bytes]
     std::uint64_t end = zelmora_io::file::unknown_size; ///< frames don't begin at or behind it [bytes]
     mpeg_frame_index_ptr index;                         ///< takes what is found; may be null
+    std::optional<mpeg_frame_header> format{};          ///< of the first frame, where it is known
   };
 
   /// Frames from `what.begin` on.
@@ -56,7 +58,10 @@ class mpeg_frame_reader {
   byte_window& window() noexcept { return window_; }
 
  private:
+  enum class verdict { frame, damaged_frame, no_frame };
+
   std::optional<mpeg_frame_header> read_header(abort_callback& abort);
+  verdict judge(const mpeg_frame_header& header, abort_callback& abort);
   bool resynchronise(abort_callback& abort);
   void tell(mpeg_event event, std::uint64_t offset) const {
     if (sink_) sink_(event, offset);
@@ -70,6 +75,9 @@ class mpeg_frame_reader {
   std::uint64_t sample_ = 0;
   std::uint64_t indexed_ = std::numeric_limits<std::uint64_t>::max(); ///< number of the frame last offered to the index
   bool is_behind_damage_ = false;
+  bool is_damaged_ = false;
+  bool is_known_ = false; ///< that the next is a frame
+  std::optional<mpeg_frame_header> last_;
 };
 
 } // namespace zelmora

@@ -16,10 +16,6 @@ constexpr std::uint64_t backward_limit = std::uint64_t{64} << 20;
 constexpr std::size_t look_ahead = 2885;              ///< the largest frame, and the header behind it [bytes]
 constexpr std::size_t overlap = mpeg_header_size - 1; ///< so that a header across two blocks is seen
 
-bool follows(const mpeg_frame_header& next, const mpeg_frame_header& frame) {
-  return have_same_mpeg_format(next, frame) && next.channels == frame.channels;
-}
-
 enum class confirmation { confirmed, refuted, beyond_the_end };
 
 /// Whether a frame of the same stream stands behind that one.
@@ -29,7 +25,7 @@ confirmation confirm(byte_window& window, std::uint64_t offset, const mpeg_frame
   const auto behind = window.at(end, mpeg_header_size, abort);
   if (behind.size() < mpeg_header_size) return confirmation::beyond_the_end;
   const auto next = parse_mpeg_header(behind);
-  return next && follows(*next, frame) ? confirmation::confirmed : confirmation::refuted;
+  return next && belong_together(*next, frame) ? confirmation::confirmed : confirmation::refuted;
 }
 
 /// The next offset in [at, end) where a header may begin; `end` when there is none.

@@ -15,6 +15,11 @@ struct found_mpeg_frame {
   mpeg_frame_header header;
 };
 
+/// Whether two frames are neighbours in one stream: frames of one format with as many channels.
+inline bool belong_together(const mpeg_frame_header& a, const mpeg_frame_header& b) {
+  return have_same_mpeg_format(a, b) && a.channels == b.channels;
+}
+
 /// The first frame at or behind `from`. The search gives up after some thousand bytes, a million where the file can
 /// seek.
 std::optional<found_mpeg_frame> find_first_mpeg_frame(byte_window& window, std::uint64_t from, abort_callback& abort);

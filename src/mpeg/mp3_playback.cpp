@@ -101,12 +101,13 @@ std::optional<mpeg_frame> mp3_playback::next_frame(abort_callback& abort) {
     return std::nullopt;
   }
   if (read_body(*frame, abort).size() < frame->header.frame_size) {
-    tell_damage(fmt::format("MPEG stream error at {} bytes", frame->offset), frame->offset);
+    tell(mpeg_event::stream_error, frame->offset);
     return std::nullopt;
   }
   if (frame->header.layer != stream.first.layer && !std::exchange(has_told_layer_, true))
     from_.log(fmt::format("Expected MPEG layer {}, found layer {}.", stream.first.layer, frame->header.layer),
               event_logger::warning);
+  if (frame->is_damaged) tell(mpeg_event::stream_error, frame->offset);
   if (frame->is_behind_damage) decoder_->reset_after_seek();
   return frame;
 }
@@ -123,6 +124,7 @@ void mp3_playback::check_body(const mpeg_frame& frame, std::span<const std::byte
 
 void mp3_playback::decode(const mpeg_frame& frame, std::span<const std::byte> body, audio_chunk& chunk,
                           abort_callback& abort) {
+  if (frame.is_damaged) return set_silence(from_.stream.first, chunk);
   if (from_.is_testing) check_body(frame, body);
   try {
     decoder_->decode(body.data(), body.size(), chunk, abort);
@@ -192,7 +194,7 @@ void mp3_playback::check_end(abort_callback& abort) {
   // Behind the last whole frame a tag may stand, but not a part of a frame.
   const bool has_part = stream.length_source != mp3_length_source::header && stream.has_length() &&
                         parse_mpeg_header(from_.window.at(at, mpeg_header_size, abort)).has_value();
-  if (is_cut || has_part) tell_damage(fmt::format("MPEG stream error at {} bytes", at), at);
+  if (is_cut || has_part) tell(mpeg_event::stream_error, at);
 }
 
 /// At the end by the header's count.

@@ -60,7 +60,7 @@ struct mp3_stream {
   std::uint64_t bytes() const noexcept { return counted_end.value_or(end) - begin; }
   /// Where its frames are read. One whose header tells their number exactly goes on for so many.
   mpeg_frame_reader::range range(mpeg_frame_index_ptr index) const {
-    return {begin, is_accurate() ? zelmora_io::file::unknown_size : end, std::move(index)};
+    return {begin, is_accurate() ? zelmora_io::file::unknown_size : end, std::move(index), first};
   }
 };
 

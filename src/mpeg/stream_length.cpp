@@ -53,7 +53,9 @@ double average_frame_bytes(const mpeg_frame_header& first, const frame_sample& s
 }
 
 void count_frames(mp3_stream& stream, byte_window& window, const mpeg_frame_index_ptr& index, abort_callback& abort) {
-  mpeg_frame_reader reader(window, {stream.begin, stream.end, index}, nullptr);
+  auto range = stream.range(index);
+  range.end = stream.end;
+  mpeg_frame_reader reader(window, range, nullptr);
   while (reader.next(abort)) {
   }
   stream.frames = reader.number();

@@ -74,6 +74,29 @@ TEST(frame_reader, ends_where_the_stream_does) {
   EXPECT_EQ(read_all(two + id3v1 + two, {.begin = 0, .end = 900, .index = nullptr}), (read_result{{0, 417}, {}}));
 }
 
+TEST(frame_reader, takes_a_lone_header_of_another_format_for_damage) {
+  constexpr std::uint32_t mono = 0xFFFB90C4;       // as large as its neighbours
+  constexpr std::uint32_t other_rate = 0xFFFB9464; // 48000 Hz, and smaller
+  const mpeg_frame_reader::range range{.index = nullptr, .format = parse_mpeg_header(make_header(header_128k))};
+
+  byte_window flipped(service_new<memory_file>(two + make_frames(mono) + two));
+  mpeg_frame_reader reader(flipped, range, nullptr);
+  std::string seen;
+  while (const auto frame = reader.next(no_abort)) {
+    EXPECT_EQ(frame->sample, 1152 * frame->number);
+    seen += frame->is_damaged ? 'd' : frame->is_behind_damage ? 'b' : 'f';
+  }
+  EXPECT_EQ(seen, "ffdbf");
+
+  auto cut = make_frames(header_128k);
+  std::ranges::copy(make_header(other_rate), cut.begin());
+  EXPECT_EQ(read_all(two + cut + two, range),
+            (read_result{{0, 417, 1251, 1668}, {{stream_error, 834}, {resync_done, 1251}}}));
+  const auto joined = read_all(two + make_frames(header_mpeg2_64k, 2) + make_frames(mono, 2), range);
+  EXPECT_EQ(joined.offsets.size(), 6u);
+  EXPECT_TRUE(joined.events.empty());
+}
+
 // --- the index -------------------------------------------------------------------------------------------------------
 
 TEST(frame_index, keeps_entries_apart_and_in_order) {
