@@ -11,7 +11,8 @@ const context_command& context_command_table::command(std::size_t index) const {
 
 context_command_description context_command_table::describe(std::size_t index) {
   const auto& row = command(index);
-  return {std::string(row.group), std::string(row.name), std::string(row.help)};
+  return {std::string(row.group), std::string(row.name), std::string(row.help),
+          row.fields == nullptr ? std::vector<dialog_field>() : row.fields()};
 }
 
 bool context_command_table::is_offered(std::size_t index, media_items items, abort_callback& abort) {

@@ -4,10 +4,12 @@
 //   constexpr context_command commands[]{{"Utils", "Fix seek table", "Corrects seeking.", &is_fixable, &fix}};
 //   context_command_factory factory(commands);
 // What a command has to say it says through the host: a job's progress, a message, a question. The helpers of
-// `frame/command_job.h` do the usual: a walk over the items, and one message about those that failed.
+// `frame/command_job.h` do the usual: a walk over the items, and one message about those that failed. What it has to
+// know beforehand it asks by a dialog (`frame/dialog.h`), whose fields stand in its row.
 #pragma once
 
 #include "frame/abort_callback.h"
+#include "frame/dialog.h"
 #include "frame/service.h"
 
 #include <cstddef>
@@ -15,6 +17,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zelmora {
 
@@ -39,6 +42,7 @@ struct context_command_description {
   std::string group; ///< the menu that it stands in
   std::string name;  ///< no other command has it
   std::string help;
+  std::vector<dialog_field> fields; ///< what its dialog asks, with the defaults that hold for every selection
 };
 
 /// The commands of one room. Immutable, called from any thread.
@@ -65,6 +69,7 @@ struct context_command {
   std::string_view help;
   bool (*is_offered)(media_items items, abort_callback& abort);
   command_result (*run)(media_items items);
+  std::vector<dialog_field> (*fields)() = nullptr; ///< of its dialog, for those that have one
 };
 
 /// A table as an entry.

@@ -37,11 +37,31 @@ class kept_messages : public popup_message {
   void show(std::string_view message, std::string_view title, popup_icon) override {
     front_end().messages.push_back({std::string(title), std::string(message)});
   }
-  bool ask(std::string_view, std::string_view) override { return false; }
+  bool ask(std::string_view question, std::string_view) override {
+    front_end().questions.emplace_back(question);
+    return front_end().says_yes;
+  }
+};
+
+class kept_dialogs : public dialog_host {
+ public:
+  bool show(dialog_model& dialog) override {
+    front_end().dialogs.push_back(dialog);
+    try {
+      for (const auto& [option, text] : front_end().answers)
+        dialog.field(option).value = parse_field_value(dialog.field(option), text);
+      check_dialog(dialog);
+      return true;
+    } catch (const std::exception& refusal) {
+      front_end().refusal = refusal.what();
+      return false;
+    }
+  }
 };
 
 service_factory_single_t<kept_process> process_factory;
 service_factory_single_t<kept_messages> messages_factory;
+service_factory_single_t<kept_dialogs> dialogs_factory;
 
 } // namespace
 
