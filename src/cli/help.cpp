@@ -99,8 +99,9 @@ std::string render_program_help(const std::vector<verb_description>& verbs) {
 
 std::string render_verb_help(const verb_description& verb) {
   constexpr std::size_t text_column = 30;
-  auto out = fmt::format("zel {}: {}\n\nusage: {}\n\n{}\n\noptions:\n", verb.name, verb.summary,
+  auto out = fmt::format("zel {}: {}\n\nusage: {}\n\n{}\n", verb.name, verb.summary,
                          fmt::join(usage_forms(verb), "\n       "), wrap(verb.details, 0));
+  if (!verb.options.empty()) out += "\noptions:\n";
   for (const auto& option : verb.options) {
     auto head = fmt::format("  {}{}{}", join_names(option, ", "), option.argument.empty() ? "" : " ", option.argument);
     if (head.size() + 2 > text_column)
@@ -109,7 +110,7 @@ std::string render_verb_help(const verb_description& verb) {
       head.resize(text_column, ' ');
     out += fmt::format("{}{}\n", head, wrap(option.text, text_column));
   }
-  out += "\nexamples:\n";
+  if (!verb.examples.empty()) out += "\nexamples:\n";
   for (const auto& e : verb.examples) out += fmt::format("  {}\n      {}\n", e.command, e.text);
   return out;
 }

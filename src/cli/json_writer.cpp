@@ -6,6 +6,7 @@
 #include "frame/text.h"
 
 #include <algorithm>
+#include <concepts>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -32,7 +33,8 @@ class object_writer {
     separate();
     append_string(text);
   }
-  void number(std::uint64_t value) {
+  template <std::integral T>
+  void number(T value) {
     separate();
     const fmt::format_int digits(value);
     out_.append(digits.data(), digits.size());
@@ -248,11 +250,37 @@ void append_json(std::string& out, const tag_change_description& file) {
   json.finish();
 }
 
+namespace {
+
+void write_field(object_writer& json, const dialog_field& field) {
+  json.open('{');
+  json.key("option").string(field.option);
+  json.key("label").string(field.label);
+  json.key("help").string(field.help);
+  json.key("kind").string(field_kind_name(field.kind));
+  if (field.kind == field_kind::number) {
+    json.key("least").number(field.least);
+    json.key("most").number(field.most);
+  }
+  if (!field.choices.empty()) {
+    json.key("choices").open('[');
+    for (const auto& choice : field.choices) json.string(choice.name);
+    json.close(']');
+  }
+  json.key("required").boolean(field.unset.empty() && std::holds_alternative<std::monostate>(field.value));
+  json.close('}');
+}
+
+} // namespace
+
 void append_json(std::string& out, const context_command_description& command) {
   object_writer json(out);
   json.key("group").string(command.group);
   json.key("name").string(command.name);
   json.key("help").string(command.help);
+  json.key("fields").open('[');
+  for (const auto& field : command.fields) write_field(json, field);
+  json.close(']');
   json.finish();
 }
 

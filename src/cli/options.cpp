@@ -120,8 +120,7 @@ void add_input(CLI::App& app, path_arguments& input, unsigned& jobs, const std::
 
 void require_paths(path_arguments& input, std::vector<std::string> operands) {
   input.paths = std::move(operands);
-  if (input.paths.empty() && input.list.empty()) throw usage_error("no PATH is given");
-  if (input.nul_separated && input.list.empty()) throw usage_error("-0 needs --files-from");
+  cli::require_paths(input);
 }
 
 // --- verbs -----------------------------------------------------------------------------------------------------------
@@ -132,6 +131,10 @@ class verb_parser {
   virtual ~verb_parser() = default;
   virtual void define(CLI::App& app) = 0;
   virtual request finish(std::vector<std::string> operands) = 0;
+  /// What `--help` asks for beside `operands`; `page` tells of the verb.
+  virtual request finish_help(std::vector<std::string>, std::string page) { return text_request{std::move(page)}; }
+  /// Whether operands that look like options go to `finish_marked` all the same.
+  virtual bool takes_options_of_others() const { return false; }
   /// For verbs to which it matters what stands before a "--".
   virtual request finish_marked(marked_operands operands) {
     auto all = std::move(operands.before);
@@ -291,7 +294,8 @@ class tag_parser : public verb_parser {
 class commands_parser : public verb_parser {
   void define(CLI::App& app) override { app.add_flag("--json", options_.json, "one JSON object a line"); }
   request finish(std::vector<std::string> operands) override {
-    if (!operands.empty()) throw usage_error("commands takes no PATH");
+    if (operands.size() > 1) throw usage_error("commands takes one COMMAND");
+    if (!operands.empty()) options_.command = std::move(operands.front());
     return options_;
   }
   commands_options options_;
@@ -299,16 +303,33 @@ class commands_parser : public verb_parser {
 
 class run_parser : public verb_parser {
   void define(CLI::App& app) override {
-    app.add_flag("-y,--yes", options_.yes, "answer every question of the command with yes");
+    app.add_flag("-y,--yes", options_.yes,
+                 "answer every question of the command with yes, and take the defaults of what it asks for");
     add_paths(app, options_.input);
   }
+
+  bool takes_options_of_others() const override { return true; }
+
+  request finish_help(std::vector<std::string> operands, std::string page) override {
+    if (operands.empty() || operands.front().starts_with('-')) return text_request{std::move(page)};
+    return commands_options{std::move(operands.front())};
+  }
+
+  request finish_marked(marked_operands operands) override {
+    options_.input.paths = std::move(operands.after);
+    return finish(std::move(operands.before));
+  }
+
   request finish(std::vector<std::string> operands) override {
     if (operands.empty()) throw usage_error("no COMMAND is given");
     options_.command = std::move(operands.front());
-    operands.erase(operands.begin());
-    require_paths(options_.input, std::move(operands));
+    // What an option of a command is, its name must tell first.
+    if (options_.command.starts_with('-'))
+      throw usage_error(fmt::format("unknown option \"{}\"", escape_for_display(options_.command)));
+    options_.arguments.assign(std::make_move_iterator(operands.begin() + 1), std::make_move_iterator(operands.end()));
     return options_;
   }
+
   run_options options_;
 };
 
@@ -446,20 +467,26 @@ const std::vector<verb_row>& verb_rows() {
         {"zel tag remove --dry-run comment *.mp3", "what would be removed?"},
         {"zel tag copy song.flac song.mp3", "the same fields in another file"}}},
       {"commands",
-       "",
+       "[COMMAND]",
        "list the commands for run",
-       "Lists by group what the plug-in can do to files beyond reading and tags. A player shows the same in its menus.",
+       "Lists by group what the plug-in can do to files beyond reading and tags. A player shows the same in its menus. "
+       "With a COMMAND, tells what it asks for.",
        make<commands_parser>,
-       {{"zel commands", "names and what they do"}, {"zel commands --json", "the same for programs"}}},
+       {{"zel commands", "names and what they do"},
+        {"zel commands \"MP3 tag types...\"", "one of them, and its options"},
+        {"zel commands --json", "the same for programs"}}},
       {"run",
        "COMMAND PATH...",
        "run a command on files",
        "Runs the command of that name, in any case of its letters, on all tracks of all files at once. A command that "
        "does not apply to the files is refused. When some of them fail the rest is still done, and a message at the "
-       "end tells which, and why. What a command asks is asked on the terminal; without one the answer is no, unless "
-       "--yes says otherwise.",
+       "end tells which, and why. What a command asks for is asked on the terminal, or told by options behind its "
+       "name, which zel run COMMAND --help lists; without a terminal they have to be told, or --yes takes the "
+       "defaults. "
+       "Questions are answered with no there, unless --yes says otherwise.",
        make<run_parser>,
-       {{"zel run \"Copy track ReplayGain to SoundCheck\" *.m4a", "levels for players that know no other"},
+       {{"zel run \"MP3 tag types...\" --kinds id3v2,id3v1 *.mp3", "with an option of the command"},
+        {"zel run \"Copy track ReplayGain to SoundCheck\" *.m4a", "levels for players that know no other"},
         {"zel run \"Remove SoundCheck information\" --files-from list", "and away with them"}}},
       {"config",
        "list | get KEY... | set KEY=VALUE... | reset KEY...",
@@ -541,13 +568,13 @@ request parse_verb(const verb_row& row, std::span<const std::string> arguments) 
     std::ranges::reverse(given); // as the parser wants them
     app->parse(given);
   } catch (const CLI::CallForHelp&) {
-    return text_request{render_verb_help(describe(row))};
+    return parser->finish_help(app->remaining(), render_verb_help(describe(row)));
   } catch (const CLI::Error& error) {
     throw usage_error(error.what(), row.name);
   }
   auto operands = app->remaining();
   for (const auto& operand : operands)
-    if (operand.size() > 1 && operand.front() == '-')
+    if (operand.size() > 1 && operand.front() == '-' && !parser->takes_options_of_others())
       throw usage_error(fmt::format("unknown option \"{}\"", operand), row.name);
   marked_operands marked{std::move(operands), {}, mark != arguments.end()};
   if (marked.has_mark) marked.after.assign(mark + 1, arguments.end());
@@ -565,6 +592,11 @@ request generate(std::span<const std::string> arguments) {
 }
 
 } // namespace
+
+void require_paths(const path_arguments& input, const std::string& verb) {
+  if (input.paths.empty() && input.list.empty()) throw usage_error("no PATH is given", verb);
+  if (input.nul_separated && input.list.empty()) throw usage_error("-0 needs --files-from", verb);
+}
 
 std::string program_help() { return render_program_help(describe_all()); }
 

@@ -90,13 +90,16 @@ struct tag_options {
 };
 
 struct commands_options {
+  std::string command; ///< of which more is told; empty for a list of all
   bool json = false;
 };
 
 struct run_options {
   std::string command;
-  bool yes = false; ///< the answer to every question
-  path_arguments input;
+  std::vector<std::string>
+      arguments;        ///< options of the command and paths: only the command can tell one from the other
+  bool yes = false;     ///< the answer to every question, and the defaults of every dialog
+  path_arguments input; ///< of the paths those behind a "--"
 };
 
 using request = std::variant<text_request, formats_options, info_options, decode_options, verify_options, tag_options,
@@ -104,6 +107,9 @@ using request = std::variant<text_request, formats_options, info_options, decode
 
 /// Reads the arguments that follow the program's name. Raises `usage_error`.
 request parse_command_line(const std::vector<std::string>& arguments);
+
+/// Raises `usage_error`, of `verb`, when neither paths nor a list of them are given.
+void require_paths(const path_arguments& input, const std::string& verb = {});
 
 /// What `zel --help` prints.
 std::string program_help();

@@ -1,4 +1,5 @@
 // `zel commands` and `zel run`: what the plug-in offers beyond reading and tags.
+#include "cli/command_arguments.h"
 #include "cli/json_writer.h"
 #include "cli/path_list.h"
 #include "cli/suggestions.h"
@@ -73,13 +74,15 @@ std::vector<media_item> select_items(const path_arguments& input, abort_callback
 /// While it lives, the program's token ends the host's jobs, and questions are answered as the options say.
 class command_session {
  public:
-  command_session(const run_options& options, abort_callback& abort) {
+  command_session(bool yes, std::vector<host::dialog_answer> answers, abort_callback& abort) {
     host::set_interrupt(&abort);
-    if (options.yes) host::set_answers(host::answers::yes);
+    if (yes) host::set_answers(host::answers::yes);
+    host::set_dialog_answers(std::move(answers));
   }
   ~command_session() {
     host::set_interrupt(nullptr);
     host::set_answers(host::answers::asked);
+    host::set_dialog_answers({});
   }
   command_session(const command_session&) = delete;
   command_session& operator=(const command_session&) = delete;
@@ -89,6 +92,15 @@ class command_session {
 
 exit_status run_commands(const commands_options& options, program_context& context) {
   std::string text;
+  if (!options.command.empty()) {
+    const auto command = find_command(options.command).description;
+    if (options.json)
+      append_json(text, command);
+    else
+      text = command_help(command);
+    context.out.write(text);
+    return exit_status::done;
+  }
   std::string_view group;
   const auto commands = list_commands();
   for (const auto& command : commands) {
@@ -108,17 +120,25 @@ exit_status run_commands(const commands_options& options, program_context& conte
 exit_status run_run(const run_options& options, program_context& context) {
   const auto command = find_command(options.command);
   const auto& name = command.description.name;
-  const auto items = select_items(options.input, context.abort);
+  auto arguments = split_command_arguments(command.description, options.arguments);
+  auto input = options.input;
+  input.paths.insert(input.paths.begin(), arguments.paths.begin(), arguments.paths.end());
+  require_paths(input, help_subject(command.description));
+  const auto items = select_items(input, context.abort);
   if (items.empty()) return exit_status::done; // an empty list
   if (!command.entry->is_offered(command.index, items, context.abort)) {
     print_error(name, "The command does not apply to what is selected");
     return exit_status::failed;
   }
-  const command_session session(options, context.abort);
-  switch (command.entry->run(command.index, items)) {
-  case command_result::done: return exit_status::done;
-  case command_result::some_failed: return exit_status::failed;
-  case command_result::aborted: break;
+  const command_session session(options.yes, std::move(arguments.answers), context.abort);
+  try {
+    switch (command.entry->run(command.index, items)) {
+    case command_result::done: return exit_status::done;
+    case command_result::some_failed: return exit_status::failed;
+    case command_result::aborted: break;
+    }
+  } catch (const host::dialog_unanswered& missing) {
+    throw usage_error(missing.what(), help_subject(command.description));
   }
   return exit_status::interrupted;
 }

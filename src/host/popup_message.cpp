@@ -49,5 +49,6 @@ service_factory_single_t<popup_message_impl> factory;
 } // namespace
 
 void set_answers(answers wanted) noexcept { answered.store(wanted); }
+answers get_answers() noexcept { return answered.load(); }
 
 } // namespace zelmora::host

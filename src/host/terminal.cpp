@@ -99,8 +99,10 @@ void terminal::clear_progress() {
   draw();
 }
 
+bool terminal::can_ask() { return ::isatty(STDIN_FILENO) != 0; }
+
 bool terminal::ask_line(std::string_view question, std::string& answer) {
-  if (::isatty(STDIN_FILENO) == 0) return false;
+  if (!can_ask()) return false;
   const std::scoped_lock lock(lock_);
   erase();
   shown_.clear();

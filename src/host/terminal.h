@@ -19,7 +19,9 @@ class terminal {
   /// Shows "label  [#####     ]  42%" on the last line; `fraction` [0, 1]. A fraction below 0 shows the label alone.
   void show_progress(std::string_view label, double fraction);
   void clear_progress();
-  /// Reads a line from the terminal; false when there is none to ask (standard input is no terminal).
+  /// Whether somebody sits there: standard input is a terminal.
+  static bool can_ask();
+  /// Reads a line from the terminal; false when there is none, or no more.
   bool ask_line(std::string_view question, std::string& answer);
 
   bool has_progress() const noexcept { return is_terminal_; }

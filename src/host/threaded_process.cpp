@@ -64,9 +64,7 @@ struct job_result {
 class threaded_process_impl : public threaded_process {
  public:
   bool run_modal(const job& work, std::string_view title) override {
-    abort_callback_dummy never;
-    auto* const token = interrupt.load();
-    abort_callback& abort = token != nullptr ? *token : never;
+    auto& abort = get_interrupt();
     terminal_status status(title);
     job_result result;
     std::thread worker([&] {
@@ -94,5 +92,11 @@ service_factory_single_t<threaded_process_impl> factory;
 } // namespace
 
 void set_interrupt(abort_callback* token) noexcept { interrupt.store(token); }
+
+abort_callback& get_interrupt() noexcept {
+  static abort_callback_dummy never;
+  auto* const token = interrupt.load();
+  return token != nullptr ? *token : never;
+}
 
 } // namespace zelmora::host

@@ -104,6 +104,7 @@ INSTANTIATE_TEST_SUITE_P(
                    "zel: tag clear takes the tags of a file, not those of a subsong"},
         usage_case{"DryShow", {"tag", "show", "--dry-run", "a"}, "zel: tag show changes nothing anyway"},
         usage_case{"RunAlone", {"run"}, "zel: no COMMAND is given"},
+        usage_case{"RunOptionBeforeCommand", {"run", "--kinds", "x", "a"}, "zel: unknown option \"--kinds\""},
         usage_case{"RunOnNothing", {"run", "Remove SoundCheck information"}, "zel: no PATH is given"},
         usage_case{"RunUnknown",
                    {"run", "Remove SoundCheck infromation", "a.mp3"},

@@ -1,4 +1,4 @@
-// `zel commands` and `zel run`: with the plug-in's commands, and with one that tells what it was given.
+// `zel commands` and `zel run`: with the plug-in's commands, and with some that tell what they were given.
 #include "cli/zel_process.h"
 
 #include "cli/suggestions.h"
@@ -17,7 +17,25 @@ namespace {
 std::vector<std::string> given;
 command_result answer = command_result::done;
 
+std::vector<dialog_field> example_fields() {
+  return {{"delay", "Delay", field_kind::number, "How many samples", 0, 4095, {}, {}, "as it is"},
+          {"kinds", "Kinds", field_kind::choices, "", 0, 0, {{"id3v1", ""}, {"ape", ""}}},
+          {"merge", "Merge", field_kind::yes_no, "", 0, 0, {}, {}, {}, false}};
+}
+
+command_result tell_answers(media_items items) {
+  dialog_model dialog{"Example", {}, example_fields()};
+  if (!show_dialog(dialog, "")) return command_result::aborted;
+  std::string all;
+  for (const auto& field : dialog.fields) all += format_field_value(field) + " ";
+  for (const auto& item : items) all += item.path;
+  given.push_back(all);
+  return command_result::done;
+}
+
 constexpr context_command commands[]{
+    {"Z", "Tell answers", "Notes what it is told.", [](media_items, abort_callback&) { return true; }, &tell_answers,
+     &example_fields},
     {"Z", "Tell items", "Notes what it is given.",
      [](media_items items, abort_callback&) { return items.front().path != "note://refused"; },
      [](media_items items) {
@@ -93,7 +111,75 @@ TEST_F(RunInProcess, TheStatusIsThatOfTheCommand) {
 TEST_F(RunInProcess, CommandsAreSortedAndGrouped) {
   EXPECT_EQ(run({"commands"}), exit_status::done);
   EXPECT_EQ(out, "A\n  a\n      \n  b\n      \nZ\n  Ask\n      Asks before it does something.\n"
-                 "  Tell items\n      Notes what it is given.\n");
+                 "  Tell answers\n      Notes what it is told.\n  Tell items\n      Notes what it is given.\n");
+}
+
+TEST_F(RunInProcess, OptionsOfACommandAnswerItsDialog) {
+  using strings = std::vector<std::string>;
+  const std::pair<strings, const char*> rows[]{
+      {{"--delay", "5", "--kinds=ape,id3v1", "note://a"}, "5 id3v1,ape no note://a"},
+      {{"note://a", "--merge", "note://b", "--yes", "--kinds", "", "--", "--delay"},
+       "as it is  yes note://anote://b--delay"},
+      {{"--merge", "--no-merge", "--delay=1", "--delay=-0", "--kinds=ape", "note://a"}, "0 ape no note://a"},
+      {{"--merge=y", "--kinds", "ape", "-", "--files-from", "/dev/null"}, "as it is ape yes -"},
+  };
+  for (const auto& [arguments, expected] : rows) {
+    given.clear();
+    strings all{"run", "Tell answers"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    EXPECT_EQ(run(all), exit_status::done);
+    EXPECT_EQ(given, strings{expected});
+  }
+}
+
+TEST_F(RunInProcess, OptionsThatACommandDoesNotTakeAreWrongUsage) {
+  ASSERT_NE(std::freopen("/dev/null", "r", stdin), nullptr);
+  const auto refused = [&](std::vector<std::string> arguments) -> std::string {
+    arguments.insert(arguments.begin(), "run");
+    try {
+      run(arguments);
+    } catch (const usage_error& error) {
+      testing::internal::GetCapturedStdout();
+      testing::internal::GetCapturedStderr();
+      return error.verb() + ": " + error.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(refused({"tell ANSWERS", "--padding", "5", "a"}),
+            "run \"Tell answers\": unknown option \"--padding\": \"Tell answers\" has --delay, --kinds, --merge");
+  EXPECT_EQ(refused({"Tell items", "--x=1", "a"}),
+            "run \"Tell items\": unknown option \"--x=1\": \"Tell items\" has none");
+  EXPECT_EQ(refused({"Tell answers", "--no-delay", "a"}),
+            "run \"Tell answers\": unknown option \"--no-delay\": \"Tell answers\" has --delay, --kinds, --merge");
+  EXPECT_EQ(refused({"Tell answers", "--delay", "4096", "a"}),
+            "run \"Tell answers\": --delay: \"4096\" is not a number from 0 to 4095");
+  EXPECT_EQ(refused({"Tell answers", "a", "--delay"}), "run \"Tell answers\": --delay needs a value");
+  EXPECT_EQ(refused({"Tell answers", "--delay", "1"}), "run \"Tell answers\": no PATH is given");
+  EXPECT_EQ(refused({"Tell answers", "--delay", "1", "a"}), "run \"Tell answers\": --kinds: A value is needed");
+  EXPECT_TRUE(given.empty());
+}
+
+TEST_F(RunInProcess, WhatACommandAsksIsListed) {
+  EXPECT_EQ(run({"run", "Tell answers", "--help"}), exit_status::done);
+  EXPECT_TRUE(out.starts_with("zel run \"Tell answers\": Notes what it is told.\n\n"
+                              "usage: zel run \"Tell answers\" [OPTION]... PATH...\n\n"))
+      << out;
+  EXPECT_TRUE(out.ends_with("options:\n"
+                            "  --delay N                   Delay: How many samples; 0 to 4095 (as it is)\n"
+                            "  --kinds LIST                Kinds; any of id3v1, ape, with commas between\n"
+                            "  --merge, --no-merge         Merge (no)\n"))
+      << out;
+  const auto page = out;
+  EXPECT_EQ(run({"commands", "tell answers"}), exit_status::done);
+  EXPECT_EQ(out, page);
+  EXPECT_EQ(run({"commands", "tell answers", "--json"}), exit_status::done);
+  EXPECT_EQ(out, R"({"group":"Z","name":"Tell answers","help":"Notes what it is told.","fields":[)"
+                 R"({"option":"delay","label":"Delay","help":"How many samples","kind":"number","least":0,)"
+                 R"("most":4095,"required":false},)"
+                 R"({"option":"kinds","label":"Kinds","help":"","kind":"choices","choices":["id3v1","ape"],)"
+                 R"("required":true},)"
+                 R"({"option":"merge","label":"Merge","help":"","kind":"yes_no","required":false}]})"
+                 "\n");
 }
 
 TEST_F(RunInProcess, AQuestionIsAnsweredBeforehand) {
@@ -133,7 +219,7 @@ TEST_F(Commands, OfThePlugInAreListed) {
       rows, [](const auto& row) { return row.at("name") == "Copy track ReplayGain to SoundCheck"; });
   ASSERT_NE(found, rows.end());
   EXPECT_EQ(found->dump(), R"({"group":"Tagging","name":"Copy track ReplayGain to SoundCheck",)"
-                           R"("help":"Copies ReplayGain track gain value to SoundCheck tags."})");
+                           R"("help":"Copies ReplayGain track gain value to SoundCheck tags.","fields":[]})");
 }
 
 TEST_F(Commands, ItemsThatFailAreToldOnStandardError) {
