@@ -11,13 +11,6 @@ namespace zelmora {
 
 namespace {
 
-enum xing_flags : std::uint32_t { has_frames = 1, has_bytes = 2, has_table = 4, has_quality = 8 };
-
-// The LAME extension, from the encoder's text on [bytes].
-constexpr std::size_t encoder_text_size = 9;
-constexpr std::size_t delays_offset = 21;
-constexpr std::size_t delays_size = 3;
-
 constexpr unsigned method_abr = 2;
 constexpr unsigned method_abr_two_pass = 9;
 
@@ -53,22 +46,23 @@ std::string profile_name(const mpeg_vbr_info& info, bool is_abr) {
 
 /// `rest` is all of the frame from the encoder's text on.
 void read_lame_extension(std::span<const std::byte> rest, mpeg_vbr_info& info) {
-  info.method = std::to_integer<std::uint8_t>(rest[encoder_text_size]);
+  info.method = std::to_integer<std::uint8_t>(rest[lame_extension::method_offset]);
   const unsigned method = info.method & 0x0F;
   const bool is_abr = info.is_vbr && (method == method_abr || method == method_abr_two_pass);
   info.profile = profile_name(info, is_abr);
-  info.tool = without_fill(encoder_text(as_text(rest.first(encoder_text_size))));
-  if (rest.size() > encoder_text_size + 1) info.lowpass = std::to_integer<std::uint8_t>(rest[encoder_text_size + 1]);
-  if (rest.size() < delays_offset + delays_size) return;
-  const auto delays = rest.subspan(delays_offset, delays_size);
+  info.tool = without_fill(encoder_text(as_text(rest.first(lame_extension::text_size))));
+  if (rest.size() > lame_extension::lowpass_offset)
+    info.lowpass = std::to_integer<std::uint8_t>(rest[lame_extension::lowpass_offset]);
+  if (rest.size() < lame_extension::delays_offset + lame_extension::delays_size) return;
+  const auto delays = rest.subspan(lame_extension::delays_offset, lame_extension::delays_size);
   const auto middle = std::to_integer<std::uint32_t>(delays[1]);
   info.delay = std::to_integer<std::uint32_t>(delays[0]) << 4 | middle >> 4;
   info.padding = (middle & 0x0F) << 8 | std::to_integer<std::uint32_t>(delays[2]);
 }
 
 void read_encoder(std::span<const std::byte> rest, mpeg_vbr_info& info) {
-  const bool has_method = rest.size() > encoder_text_size;
-  if (has_method && std::to_integer<unsigned>(rest[encoder_text_size]) >> 4 <= 1)
+  const bool has_method = rest.size() > lame_extension::method_offset;
+  if (has_method && std::to_integer<unsigned>(rest[lame_extension::method_offset]) >> 4 <= 1)
     return read_lame_extension(rest, info);
   info.profile = info.is_vbr ? "VBR" : "CBR";
   const auto raw = as_text(rest);
@@ -96,16 +90,16 @@ std::optional<mpeg_vbr_info> read_xing(std::span<const std::byte> frame) {
     info.kind = mpeg_vbr_info::xing;
     info.is_vbr = name == fourcc("Xing");
     const auto flags = in.be32();
-    if ((flags & has_frames) == 0) return std::nullopt;
+    if ((flags & xing_has_frames) == 0) return std::nullopt;
     info.frames = in.be32();
     if (*info.frames <= 1 || *info.frames > 0x7FFFFFFF) return std::nullopt;
-    if ((flags & has_bytes) != 0) info.bytes = in.be32();
-    if ((flags & has_table) != 0) {
+    if ((flags & xing_has_bytes) != 0) info.bytes = in.be32();
+    if ((flags & xing_has_table) != 0) {
       const auto table = in.take(sizeof(xing_seek_table));
       std::ranges::transform(table, info.table.emplace().begin(),
                              [](std::byte b) { return std::to_integer<std::uint8_t>(b); });
     }
-    if ((flags & has_quality) != 0) info.quality = in.be32();
+    if ((flags & xing_has_quality) != 0) info.quality = in.be32();
     read_encoder(in.take(in.remaining()), info);
     return info;
   } catch (const zelmora_io::exception_io_data_truncation&) {

@@ -39,6 +39,20 @@ struct mpeg_vbr_info {
   std::uint8_t lowpass = 0; ///< [100 Hz]
 };
 
+/// What follows the name, in this order.
+enum xing_flags : std::uint32_t { xing_has_frames = 1, xing_has_bytes = 2, xing_has_table = 4, xing_has_quality = 8 };
+
+/// The LAME extension, which begins with the encoder's text [bytes].
+namespace lame_extension {
+inline constexpr std::size_t size = 36;
+inline constexpr std::size_t text_size = 9;
+inline constexpr std::size_t method_offset = 9;
+inline constexpr std::size_t lowpass_offset = 10;
+inline constexpr std::size_t delays_offset = 21;
+inline constexpr std::size_t delays_size = 3; ///< 12 bits each
+inline constexpr std::uint32_t longest_delay = 0xFFF;
+} // namespace lame_extension
+
 /// Where "Xing" or "Info" stands in a frame [bytes].
 std::size_t xing_offset(const mpeg_frame_header& header);
 
