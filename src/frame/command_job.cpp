@@ -2,15 +2,18 @@
 
 #include "frame/exceptions.h"
 #include "frame/host_services.h"
+#include "frame/rewrite.h"
 #include "frame/text.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace zelmora {
 
 namespace {
 
 constexpr std::size_t items_examined = 100;
+constexpr double open_timeout = 0.5; // [s]
 
 unsigned progress_at(std::size_t index, std::size_t count) {
   return static_cast<unsigned>(std::uint64_t{index} * threaded_process_status::progress_max / count);
@@ -52,6 +55,22 @@ command_result process_items(std::string_view title, media_items items, item_fai
   };
   if (!service_single<threaded_process>()->run_modal(walk, title)) return command_result::aborted;
   return failures.count() == 0 ? command_result::done : command_result::some_failed;
+}
+
+std::vector<media_item> distinct_files(media_items items) {
+  std::unordered_set<std::string_view> seen;
+  std::vector<media_item> result;
+  for (const auto& item : items)
+    if (seen.insert(item.path).second) result.push_back(item);
+  return result;
+}
+
+file_ptr open_for_edit(std::string_view path, abort_callback& abort) {
+  file_ptr result;
+  zelmora_io::filesystem::g_open_timeout(result, path, zelmora_io::open_mode::write_existing, open_timeout, abort);
+  remove_rewrite_leftover(path);
+  result->ensure_seekable();
+  return result;
 }
 
 bool all_have_extension(media_items items, std::string_view list) {

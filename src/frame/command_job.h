@@ -2,10 +2,12 @@
 #pragma once
 
 #include "frame/context_command.h"
+#include "frame/file.h"
 
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace zelmora {
 
@@ -38,6 +40,13 @@ class item_failures {
 /// and the path of the item. A failure of `work` goes to `failures`, and the walk goes on; an abort ends it.
 command_result process_items(std::string_view title, media_items items, item_failures& failures,
                              const std::function<void(const media_item& item, abort_callback& abort)>& work);
+
+/// The first item of each path of `items`: for commands on files, of which a file of several tracks is one.
+std::vector<media_item> distinct_files(media_items items);
+
+/// The file of an item, open for writing; who has it open for a moment is waited for. Raises
+/// `exception_io_object_not_seekable`.
+file_ptr open_for_edit(std::string_view path, abort_callback& abort);
 
 /// Whether each of the first 100 items has one of the extensions in a list such as "MP3;MP4", and there is one at all.
 /// Items beyond are not looked at: menus open at once, however much is selected.

@@ -110,13 +110,16 @@ const std::vector<std::string>* dialog_model::choices(std::string_view option) c
   return value_as<std::vector<std::string>>(field(option));
 }
 
+void raise_start_failure(std::string_view words, std::string_view reason) {
+  throw std::runtime_error(words.ends_with('(') ? fmt::format("{}{})", words, reason) : std::string(words));
+}
+
 bool show_dialog(dialog_model& dialog, std::string_view failure) {
   service_ptr_t<dialog_host> host;
   try {
     host = service_single<dialog_host>();
   } catch (const exception_service_not_found& reason) {
-    throw std::runtime_error(failure.ends_with('(') ? fmt::format("{}{})", failure, reason.what())
-                                                    : std::string(failure));
+    raise_start_failure(failure, reason.what());
   }
   return host->show(dialog);
 }

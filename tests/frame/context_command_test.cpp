@@ -89,6 +89,13 @@ TEST_F(ContextCommand, AnAbortEndsTheWalkAndIsNoFailure) {
   EXPECT_EQ(worked, 2);
 }
 
+TEST_F(ContextCommand, AFileOfSeveralTracksIsOne) {
+  const std::vector<media_item> items{{"b", 1}, {"a", 0}, {"b", 2}, {"B", 1}, {"a", 0}};
+  std::string paths;
+  for (const auto& item : distinct_files(items)) paths += item.path + std::to_string(item.subsong);
+  EXPECT_EQ(paths, "b1a0B1");
+}
+
 TEST_F(ContextCommand, ExtensionsOfTheFirstHundred) {
   const auto offered = [](const std::vector<std::string>& paths) {
     return all_have_extension(items_of(paths), "MP3;M4A");
