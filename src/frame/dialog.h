@@ -89,9 +89,12 @@ class dialog_host : public service_base {
   virtual bool show(dialog_model& dialog) = 0;
 };
 
-/// As `dialog_host::show`. Where the host shows no dialogs, `failure` is raised; the reason follows where `failure`
-/// ends with an open parenthesis.
+/// As `dialog_host::show`. Where the host shows no dialogs, raises `failure` as a start failure.
 bool show_dialog(dialog_model& dialog, std::string_view failure);
+
+/// Raises `words`, in which a command says that it can't begin; `reason` follows where they end with an open
+/// parenthesis.
+[[noreturn]] void raise_start_failure(std::string_view words, std::string_view reason);
 
 // --- for front ends --------------------------------------------------------------------------------------------------
 

@@ -105,12 +105,12 @@ std::uint32_t mp3_stream::average_bitrate() const {
   return static_cast<std::uint32_t>(static_cast<double>(bytes()) * 8 / seconds * 0.001 + 0.5);
 }
 
-mp3_stream parse_mp3_stream(file& source, byte_window& window, abort_callback& abort) {
-  mp3_stream stream;
+mp3_start find_mp3_start(file& source, byte_window& window, abort_callback& abort) {
+  mp3_start start;
   std::uint64_t from = 0;
   if (window.can_seek()) {
-    stream.head = tag_processor::skip_id3v2(source, abort);
-    if (!stream.head.is_cut) from = stream.head.size; // else audio may be within what it claims
+    start.head = tag_processor::skip_id3v2(source, abort);
+    if (!start.head.is_cut) from = start.head.size; // else audio may be within what it claims
   } else {
     from = skip_head_tags(window, abort);
   }
@@ -119,16 +119,30 @@ mp3_stream parse_mp3_stream(file& source, byte_window& window, abort_callback& a
     const bool is_free = is_free_format(window.at(from, mpeg_header_size, abort));
     throw exception_io_data(is_free ? "MPEG audio of free format is not supported" : "No frames of MPEG audio found");
   }
-  stream.first = found->header;
-  stream.begin = found->offset;
+  start.frame = *found;
+  if (window.can_seek())
+    start.told = read_header_frame(window.at(found->offset, found->header.frame_size, abort));
+  return start;
+}
+
+std::optional<apple_gapless_lengths> read_apple_lengths(file& source, abort_callback& abort) {
+  const auto comment = tag_processor::read_apple_gapless(source, abort);
+  return comment ? parse_apple_gapless(*comment) : std::nullopt;
+}
+
+mp3_stream parse_mp3_stream(file& source, byte_window& window, abort_callback& abort) {
+  mp3_stream stream;
+  auto [head, found, told] = find_mp3_start(source, window, abort);
+  stream.head = head;
+  stream.first = found.header;
+  stream.begin = found.offset;
   if (!window.can_seek()) return stream;
 
-  auto told = read_header_frame(window.at(found->offset, found->header.frame_size, abort));
   const bool has_end = told && told->kind == mpeg_vbr_info::xing && told->bytes.value_or(0) > 0;
-  stream.end = has_end ? found->offset + *told->bytes : find_end_of_frames(source, window, *found, abort);
+  stream.end = has_end ? found.offset + *told->bytes : find_end_of_frames(source, window, found, abort);
   if (told) {
     stream.header_frame = found;
-    stream.begin += found->header.frame_size;
+    stream.begin += found.header.frame_size;
     const auto next = parse_mpeg_header(window.at(stream.begin, mpeg_header_size, abort));
     if (!next || *told->frames == 0) throw exception_io_data();
     stream.first = *next;
@@ -140,10 +154,7 @@ mp3_stream parse_mp3_stream(file& source, byte_window& window, abort_callback& a
     stream.vbr.profile = "CBR";
   }
   if (stream.end <= stream.begin) throw exception_io_data();
-  if (!stream.is_accurate() && stream.head.size != 0) {
-    if (const auto comment = tag_processor::read_apple_gapless(source, abort))
-      stream.apple = parse_apple_gapless(*comment);
-  }
+  if (!stream.is_accurate() && stream.head.size != 0) stream.apple = read_apple_lengths(source, abort);
   return stream;
 }
 

@@ -67,6 +67,18 @@ struct mp3_stream {
 /// How late decoders of `layer` give a sample, when they don't tell themselves [samples].
 std::uint64_t usual_mpeg_decoder_delay(unsigned layer);
 
+/// How a file begins.
+struct mp3_start {
+  id3v2_zone head;
+  found_mpeg_frame frame;            ///< the first
+  std::optional<mpeg_vbr_info> told; ///< what that one holds instead of audio, in a file that can seek
+};
+
+/// Raises `exception_io_data` for what is no such stream.
+mp3_start find_mp3_start(zelmora_io::file& source, byte_window& window, abort_callback& abort);
+/// What the comment "iTunSMPB" of the head says.
+std::optional<apple_gapless_lengths> read_apple_lengths(zelmora_io::file& source, abort_callback& abort);
+
 /// Reads the headers of `source`, at both ends of it. Of streams without a header the length is left open:
 /// `measure_mp3_length` finds it. Raises `exception_io_data` for what is no such stream.
 mp3_stream parse_mp3_stream(zelmora_io::file& source, byte_window& window, abort_callback& abort);

@@ -155,9 +155,9 @@ command_result change_types(media_items items) {
   if (kinds == tag_kinds::none && !confirm_removal(files.size())) return command_result::aborted;
 
   item_failures failures({"Could not update item (", "): "});
-  const auto result = process_items(
-      "MP3 Tag Types - Updating Files", files, failures,
-      [&](const media_item& item, abort_callback& abort) { change_kinds(item.path, kinds, abort); });
+  const auto result =
+      process_items("MP3 Tag Types - Updating Files", files, failures,
+                    [&](const media_item& item, abort_callback& abort) { change_kinds(item.path, kinds, abort); });
   failures.show("MP3 Tag Types - Information");
   return result;
 }

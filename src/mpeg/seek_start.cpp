@@ -17,11 +17,6 @@ constexpr std::uint64_t overlapping_frames = 2;
 /// A frame may hold as little as a byte of other frames' bits.
 constexpr std::size_t most_warm_up = 1024;
 
-std::uint64_t main_data_size(const mpeg_frame_header& header) {
-  const auto before = mpeg_header_size + (header.has_crc ? 2 : 0) + mpeg_side_info_size(header);
-  return header.frame_size > before ? header.frame_size - before : 0;
-}
-
 std::uint64_t reservoir_size(const mpeg_frame_header& header) {
   if (header.layer != 3) return 0;
   return header.version == mpeg_version::mpeg1 ? 511 : 255;
@@ -34,7 +29,7 @@ std::optional<mpeg_frame_index::entry> choose_start(const std::deque<mpeg_frame>
   const auto wanted = passed.back().number;
   std::uint64_t filled = 0;
   for (auto frame = passed.rbegin(); frame != passed.rend(); ++frame) {
-    if (frame->number + overlapping_frames < wanted) filled += main_data_size(frame->header);
+    if (frame->number + overlapping_frames < wanted) filled += mpeg_main_data_size(frame->header);
     if (frame->number + least_warm_up <= wanted && filled >= reservoir)
       return mpeg_frame_index::entry{frame->number, frame->offset - begin, frame->sample};
   }

@@ -1,0 +1,178 @@
+#include "mpeg/mp3_repair.h"
+
+#include "mpeg/vbr_header_writer.h"
+
+#include <algorithm>
+#include <fmt/core.h>
+
+namespace zelmora {
+
+using namespace zelmora_io;
+
+namespace {
+
+constexpr std::uint8_t method_unknown = 0;
+constexpr std::uint8_t method_cbr = 1;
+constexpr unsigned method_bits = 0x0F;
+
+/// Readers look for delays only in headers whose encoder's text begins so.
+constexpr std::string_view text_of_gapless = "LAME";
+
+/// What a header tells of both ends.
+struct known_delays {
+  std::uint64_t delay = 0;
+  std::uint64_t padding = 0;
+  bool is_known = false;
+};
+
+known_delays told_delays(const mp3_survey& survey, const vbr_header_log& log) {
+  const auto& told = survey.start.told;
+  if (!told || !told->delay || !told->padding) return {};
+  known_delays result{*told->delay, *told->padding, true};
+  const auto frames = survey.places.count();
+  if (*told->frames > frames) { // the end that the padding was for is gone
+    const auto held = std::uint64_t{*told->frames} * survey.first.samples;
+    const auto left_out = result.delay + result.padding;
+    result.padding = padding_of(survey.samples(), result.delay, held - std::min(held, left_out), log);
+  }
+  return result;
+}
+
+known_delays find_delays(file& source, const mp3_survey& survey, const vbr_header_log& log, abort_callback& abort) {
+  const auto told = told_delays(survey, log);
+  if (told.is_known || survey.start.head.size == 0) return told;
+  const auto apple = read_apple_lengths(source, abort);
+  if (!apple) return told;
+  return {apple->delay, padding_of(survey.samples(), apple->delay, apple->length, log), true};
+}
+
+known_delays override_delays(known_delays known, const mp3_gapless& wanted) {
+  if (wanted.delay) known.delay = *wanted.delay;
+  if (wanted.padding) known.padding = *wanted.padding;
+  known.is_known = known.is_known || (wanted.delay && wanted.padding);
+  return known;
+}
+
+/// Whether something is left to play. A decoder adds its own delay to that of the encoder.
+bool leaves_samples(const mp3_survey& survey, const known_delays& known) {
+  const auto decoder_delay = usual_mpeg_decoder_delay(survey.first.layer);
+  const auto behind = std::max(known.padding, decoder_delay) - decoder_delay;
+  return known.delay + decoder_delay + behind < survey.samples();
+}
+
+std::uint8_t method_of(const mp3_survey& survey) {
+  const auto& told = survey.start.told;
+  if (told && told->delay && told->is_vbr == survey.is_vbr)
+    return static_cast<std::uint8_t>(told->method & method_bits);
+  return survey.is_vbr ? method_unknown : method_cbr;
+}
+
+vbr_header_record make_record(const mp3_survey& survey, const known_delays& known) {
+  vbr_header_record record;
+  const auto header_size = vbr_header_size(survey.first_bytes);
+  const auto frames = survey.places.count();
+  record.is_vbr = survey.is_vbr;
+  record.frames = checked_cast<std::uint32_t>(frames);
+  record.bytes = header_size + survey.size;
+  constexpr std::uint64_t hundredths = 100;
+  record.table = make_seek_table(
+      record.bytes, [&](std::uint64_t i) { return header_size + survey.places.find(frames * i / hundredths); });
+  if (const auto& told = survey.start.told) {
+    record.quality = told->quality;
+    record.encoder = told->tool;
+    record.lowpass = told->lowpass;
+  }
+  record.method = method_of(survey);
+  if (known.is_known && record.encoder.empty()) record.encoder = text_of_gapless;
+  record.delay = known.delay;
+  record.padding = known.padding;
+  return record;
+}
+
+/// Whether the header that is there tells what is so.
+bool is_right(const mp3_survey& survey, const known_delays& known) {
+  const auto& told = survey.start.told;
+  const auto range = survey.header_range();
+  const auto size = survey.start.frame.header.frame_size;
+  if (!told || told->kind != mpeg_vbr_info::xing || size != range.end - range.begin) return false;
+  const bool has_delays = !known.is_known || (told->delay == known.delay && told->padding == known.padding);
+  return told->is_vbr == survey.is_vbr && told->frames == survey.places.count() && told->table && has_delays &&
+         told->bytes == size + survey.size;
+}
+
+/// The edit that puts the right header there; none where it is.
+std::optional<file_edit> header_edit(const mp3_survey& survey, const known_delays& known, const vbr_header_log& log) {
+  if (survey.places.count() < 2) throw exception_io_data("A stream of one frame can't have a header");
+  if (!leaves_samples(survey, known)) throw exception_io_data("Delay and padding leave nothing to play");
+  if (is_right(survey, known)) return std::nullopt;
+  const auto range = survey.header_range();
+  return file_edit{range.begin, range.end, write_vbr_header(survey.first_bytes, make_record(survey, known), log)};
+}
+
+std::string describe_frames(const mp3_survey& survey) {
+  return fmt::format("{} frames, {} bytes, {}", survey.places.count(), survey.size, survey.is_vbr ? "VBR" : "CBR");
+}
+
+/// A survey and what comes of it.
+class repairer {
+ public:
+  repairer(file& source, mp3_gaps gaps, abort_callback& abort)
+      : source_(source), window_(file_ptr(&source)), survey_(survey_mp3(source, window_, gaps, abort)) {}
+
+  void set_header(const mp3_gapless& wanted, abort_callback& abort) {
+    const auto log = [&](const std::string& line) { result_.notes.push_back(line); };
+    const auto known = override_delays(find_delays(source_, survey_, log, abort), wanted);
+    const bool is_asked = wanted.delay || wanted.padding;
+    if (is_asked && !known.is_known)
+      throw exception_io_data("The file tells neither delay nor padding: both have to be given");
+    auto edit = header_edit(survey_, known, log);
+    result_.summary = describe_frames(survey_) + (edit ? "; header written" : "; header is right");
+    if (edit) result_.edits.push_back(std::move(*edit));
+  }
+
+  void drop_gaps() {
+    std::uint64_t dropped = 0;
+    for (const auto& gap : survey_.gaps) {
+      result_.edits.push_back({gap.begin, gap.end, {}});
+      dropped += gap.end - gap.begin;
+    }
+    std::ranges::sort(result_.edits, {}, &file_edit::begin);
+    if (dropped != 0) result_.summary += fmt::format("; {} bytes removed", dropped);
+    if (survey_.incomplete != 0) result_.notes.emplace_back("The incomplete frame at the end was removed");
+    if (survey_.unfounded != 0)
+      result_.notes.push_back(
+          fmt::format("Frame {}{} may not decode in full: it refers to bits that are lost", survey_.first_unfounded,
+                      survey_.unfounded == 1 ? "" : fmt::format(", the first of {},", survey_.unfounded)));
+  }
+
+  mp3_repair take() { return std::move(result_); }
+
+ private:
+  file& source_;
+  byte_window window_;
+  mp3_survey survey_;
+  mp3_repair result_;
+};
+
+} // namespace
+
+mp3_repair fix_mp3_header(file& source, abort_callback& abort) {
+  repairer work(source, mp3_gaps::kept, abort);
+  work.set_header({}, abort);
+  return work.take();
+}
+
+mp3_repair rebuild_mp3_stream(file& source, abort_callback& abort) {
+  repairer work(source, mp3_gaps::dropped, abort);
+  work.set_header({}, abort);
+  work.drop_gaps();
+  return work.take();
+}
+
+mp3_repair set_mp3_gapless(file& source, const mp3_gapless& wanted, abort_callback& abort) {
+  repairer work(source, mp3_gaps::kept, abort);
+  work.set_header(wanted, abort);
+  return work.take();
+}
+
+} // namespace zelmora
