@@ -1,5 +1,6 @@
 #include "mpeg/mp3_repair.h"
 
+#include "frame/command_job.h"
 #include "mpeg/vbr_header_writer.h"
 
 #include <algorithm>
@@ -173,6 +174,15 @@ mp3_repair set_mp3_gapless(file& source, const mp3_gapless& wanted, abort_callba
   repairer work(source, mp3_gaps::kept, abort);
   work.set_header(wanted, abort);
   return work.take();
+}
+
+mp3_repair repair_mp3_file(std::string_view path,
+                           const std::function<mp3_repair(file& source, abort_callback& abort)>& find,
+                           abort_callback& abort) {
+  auto target = open_for_edit(path, abort);
+  auto found = find(*target, abort);
+  apply_edits(target, path, found.edits, abort);
+  return found;
 }
 
 } // namespace zelmora

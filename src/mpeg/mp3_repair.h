@@ -5,8 +5,10 @@
 #include "mpeg/mp3_survey.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace zelmora {
@@ -33,5 +35,10 @@ mp3_repair rebuild_mp3_stream(zelmora_io::file& source, abort_callback& abort);
 /// A header with those values. Raises `exception_io_data` when they leave nothing to play, or one is given alone and
 /// the other not known.
 mp3_repair set_mp3_gapless(zelmora_io::file& source, const mp3_gapless& wanted, abort_callback& abort);
+
+/// Makes the edits that `find` comes up with for the file at `path`, as `apply_edits` does.
+mp3_repair repair_mp3_file(std::string_view path,
+                           const std::function<mp3_repair(zelmora_io::file& source, abort_callback& abort)>& find,
+                           abort_callback& abort);
 
 } // namespace zelmora

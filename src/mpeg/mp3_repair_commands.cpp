@@ -65,10 +65,7 @@ class repair_report {
 command_result repair_files(const repair_command& command, media_items files, const repair_function& repair) {
   repair_report report(command);
   const auto repair_item = [&](const media_item& item, abort_callback& abort) {
-    auto target = open_for_edit(item.path, abort);
-    const auto done = repair(*target, abort);
-    apply_edits(target, item.path, done.edits, abort);
-    report.add(item.path, done);
+    report.add(item.path, repair_mp3_file(item.path, repair, abort));
   };
   const auto result = [&] {
     try {

@@ -1,4 +1,5 @@
-// The command that changes which kinds of tags files have. What they say stays: each kind says all of it that it can.
+#include "mpeg/mp3_tag_types.h"
+
 #include "frame/command_job.h"
 #include "frame/exceptions.h"
 #include "frame/host_services.h"
@@ -103,10 +104,13 @@ void write_with_pictures(file_ptr& target, const std::string& path, const file_i
   target->seek(0, abort);
   file::transfer(*target, *copy, target->get_size_ex(abort), abort);
   write_both(copy, {}, info, kinds, pictures, abort);
+  copy.release(); // or the file stays locked once it is in place
   rewriter.commit(target, abort);
 }
 
-void change_kinds(const std::string& path, tag_kinds kinds, abort_callback& abort) {
+} // namespace
+
+void change_mp3_tag_kinds(const std::string& path, tag_kinds kinds, abort_callback& abort) {
   auto target = open_for_edit(path, abort);
   // Other formats have other tags, whatever their files are called.
   byte_window window(target);
@@ -119,6 +123,8 @@ void change_kinds(const std::string& path, tag_kinds kinds, abort_callback& abor
   else
     write_with_pictures(target, path, info, kinds, pictures, abort);
 }
+
+namespace {
 
 // --- all of them -----------------------------------------------------------------------------------------------------
 
@@ -155,9 +161,9 @@ command_result change_types(media_items items) {
   if (kinds == tag_kinds::none && !confirm_removal(files.size())) return command_result::aborted;
 
   item_failures failures({"Could not update item (", "): "});
-  const auto result =
-      process_items("MP3 Tag Types - Updating Files", files, failures,
-                    [&](const media_item& item, abort_callback& abort) { change_kinds(item.path, kinds, abort); });
+  const auto result = process_items(
+      "MP3 Tag Types - Updating Files", files, failures,
+      [&](const media_item& item, abort_callback& abort) { change_mp3_tag_kinds(item.path, kinds, abort); });
   failures.show("MP3 Tag Types - Information");
   return result;
 }

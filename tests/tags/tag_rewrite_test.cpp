@@ -2,12 +2,9 @@
 // ID3v2 and ID3v1 that both fit it may also be the old one with the new ID3v1, which nobody reads beside ID3v2.
 #include "tags/tag_processor.h"
 
-#include "../host/host_fixture.h"
 #include "frame/input_open.h"
-#include "support/syscall_faults.h"
+#include "support/old_or_new.h"
 #include "tail_bytes.h"
-
-#include <csignal>
 
 namespace zelmora::test {
 namespace {
@@ -53,16 +50,27 @@ class TagRewrite : public HostTest, public testing::WithParamInterface<rewrite_c
     tag_processor::write(target, path, info, GetParam().kinds, token);
   }
 
-  /// Whether a kill may leave this.
-  bool is_left(const std::string& now) const {
-    const auto tail = new_bytes.size() - std::min(new_bytes.size(), id3v1.size());
-    return now == old_bytes || now == new_bytes ||
-           (GetParam().has_half_a_way && now == old_bytes.substr(0, tail) + new_bytes.substr(tail));
-  }
   std::string title() {
     file_info_impl found;
     tag_processor::read(*open(path), found, abort);
     return *found.meta_get("title");
+  }
+  /// From the opening of the file on.
+  edit_check check() {
+    return {scratch,
+            path,
+            old_bytes,
+            new_bytes,
+            [this](abort_callback& token) {
+              file_ptr target;
+              input_open_file_helper(target, path, input_open_info_write, token);
+              run(target, token);
+            },
+            [this](const std::string& now) {
+              const auto tail = new_bytes.size() - std::min(new_bytes.size(), id3v1.size());
+              return GetParam().has_half_a_way && now == old_bytes.substr(0, tail) + new_bytes.substr(tail) &&
+                     title() == "old";
+            }};
   }
 
   const std::string path = scratch / "song.mp3";
@@ -78,48 +86,9 @@ TEST_P(TagRewrite, WritesNoMoreThanTheTagsWhereTheyFit) {
   EXPECT_EQ(watch.count("rename") != 0, GetParam().moves_audio);
 }
 
-TEST_P(TagRewrite, FailureOfEachCallLeavesTheOldFileOrTheNew) {
-  std::size_t calls = 0;
-  {
-    auto target = put_old();
-    const syscall_watch watch({});
-    run(target, abort);
-    calls = watch.count();
-  }
-  for (const int error : {EIO, ENOSPC})
-    for (std::size_t n = 0; n < calls; ++n) {
-      auto target = put_old();
-      const auto failure = [&] {
-        const syscall_watch watch({.fail_at = n, .error = error});
-        return raised([&] { run(target, abort); });
-      }();
-      target.release();
-      const auto now = read_bytes(path);
-      EXPECT_TRUE(now == new_bytes || (!failure.empty() && now == old_bytes)) << n << ": " << failure;
-      EXPECT_EQ(scratch.list(), std::vector<std::string>{"song.mp3"}) << n;
-    }
-}
+TEST_P(TagRewrite, FailureOfEachCallLeavesTheOldFileOrTheNew) { expect_old_or_new_after_failures(check()); }
 
-TEST_P(TagRewrite, KilledBeforeEachCallTheFileIsOldOrNew) {
-  for (std::size_t n = 0;; ++n) {
-    put_old().release();
-    const int status = run_in_child([&] {
-      file_ptr target;
-      input_open_file_helper(target, path, input_open_info_write, abort);
-      const syscall_watch watch({.kill_at = n});
-      run(target, abort);
-      return 0;
-    });
-    const auto now = read_bytes(path);
-    EXPECT_TRUE(is_left(now)) << "killed at call " << n;
-    EXPECT_EQ(title(), now == new_bytes ? std::string(GetParam().title_size, 't') : "old") << "killed at call " << n;
-    if (status == 0) break;
-    ASSERT_EQ(status, -SIGKILL) << n;
-  }
-  // What the killed ones left goes with the next save.
-  put_old().release();
-  EXPECT_EQ(scratch.list(), std::vector<std::string>{"song.mp3"});
-}
+TEST_P(TagRewrite, KilledBeforeEachCallTheFileIsOldOrNew) { expect_old_or_new_after_kills(check()); }
 
 INSTANTIATE_TEST_SUITE_P(
     files, TagRewrite,
