@@ -59,13 +59,13 @@ class track_copier {
   void run(service_ptr_t<warning_log>& log) {
     const auto opened = open_input(input_decoder::class_guid, nullptr, path_, log, abort_);
     const auto decoder = service_extension<input_decoder>(opened.instance.get());
-    log->follow(&position_);
     const auto subsong = options_.subsong ? *options_.subsong : first_subsong(*decoder);
     file_info_impl info;
     traced::get_info(*decoder, subsong, info, abort_);
     length_ = info.get_length();
     refuse_endless(*decoder);
     start(*decoder, subsong);
+    log->follow(&position_);
     copy(*decoder, *log);
     if (!sink_) begin(info.info_get_wfx());
     finish();
@@ -219,10 +219,12 @@ void decode_path(const decode_options& options, const std::string& path, const d
     result.fail(path, failure.what());
   }
   for (const auto& entry : log->entries()) {
-    if (entry.severity >= event_logger::error)
-      result.fail(path, entry.text);
+    const auto text = entry.severity >= event_logger::error ? entry.text : "warning: " + entry.text;
+    // What is wrong among the samples is lost in the output.
+    if (entry.severity >= event_logger::error || entry.is_of_decoding)
+      result.fail(path, text);
     else
-      result.add_error(path, "warning: " + entry.text);
+      result.add_error(path, text);
   }
 }
 

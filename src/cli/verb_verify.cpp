@@ -68,7 +68,7 @@ class path_check {
 
  private:
   void open() {
-    log_ = service_new<warning_log>();
+    log_ = service_new<warning_log>(event_logger::information);
     const auto opened = open_input(input_decoder::class_guid, nullptr, path_, log_, abort_);
     decoder_ = service_extension<input_decoder>(opened.instance.get());
   }

@@ -41,11 +41,12 @@ void byte_window::fill(std::uint64_t offset, std::size_t size, abort_callback& a
       held_ = remembered;
     }
     const auto missing = offset - base_ + size > held_ ? offset - base_ + size - held_ : 0;
-    const auto wanted = std::clamp<std::uint64_t>(missing, piece_, std::max(size, largest_piece));
+    // Of a stream that comes as it is sent, what isn't needed now would have to be waited for.
+    const auto least = can_seek_ ? piece_ : 1;
+    const auto wanted = std::clamp<std::uint64_t>(missing, least, std::max(size, largest_piece));
     if (buffer_.size() < held_ + wanted) buffer_.resize(held_ + wanted);
     if (can_seek_) file_->seek(base_ + held_, abort);
     const auto got = file_->read(buffer_.data() + held_, wanted, abort);
-    bytes_read_ += got;
     held_ += got;
     is_at_end_ = got < wanted;
     piece_ = std::min(piece_ * 2, largest_piece);

@@ -25,8 +25,6 @@ class byte_window {
   std::uint64_t size() const noexcept { return size_; }
   /// Whether `at` can go to `offset`.
   bool reaches(std::uint64_t offset) const noexcept { return can_seek_ || offset >= base_; }
-  /// Bytes read from the stream so far.
-  std::uint64_t bytes_read() const noexcept { return bytes_read_; }
 
  private:
   void fill(std::uint64_t offset, std::size_t size, abort_callback& abort);
@@ -37,7 +35,6 @@ class byte_window {
   bool is_at_end_ = false; ///< nothing follows what is held
   std::uint64_t size_;
   std::uint64_t base_ = 0; ///< offset of the first byte held
-  std::uint64_t bytes_read_ = 0;
   std::size_t held_ = 0;
   std::size_t piece_; ///< how much is read at once: grows while the reading goes on in one direction [bytes]
   std::vector<std::byte> buffer_;

@@ -9,6 +9,8 @@ namespace zelmora {
 namespace {
 
 constexpr std::size_t cached_indexes = 10;
+/// Of ten weeks: beyond, seeks read more headers.
+constexpr std::size_t most_entries = 262'144;
 
 struct cache_slot {
   mpeg_index_key key;
@@ -31,17 +33,26 @@ index_cache& cache() {
 
 void mpeg_frame_index::add(const entry& found) {
   const std::lock_guard lock(cache().mutex);
+  if (entries_.size() == most_entries) return;
   const auto next = std::ranges::upper_bound(entries_, found.frame, {}, &entry::frame);
   if (next != entries_.end() && next->frame - found.frame <= spacing) return;
   if (next != entries_.begin() && found.frame - std::prev(next)->frame <= spacing) return;
   entries_.insert(next, found);
 }
 
-std::optional<mpeg_frame_index::entry> mpeg_frame_index::find(std::uint64_t frame) const {
+std::optional<mpeg_frame_index::entry> mpeg_frame_index::find_last(std::uint64_t value,
+                                                                   std::uint64_t entry::*member) const {
   const std::lock_guard lock(cache().mutex);
-  const auto next = std::ranges::upper_bound(entries_, frame, {}, &entry::frame);
+  const auto next = std::ranges::upper_bound(entries_, value, {}, member);
   if (next == entries_.begin()) return std::nullopt;
   return *std::prev(next);
+}
+
+std::optional<mpeg_frame_index::entry> mpeg_frame_index::find(std::uint64_t frame) const {
+  return find_last(frame, &entry::frame);
+}
+std::optional<mpeg_frame_index::entry> mpeg_frame_index::find_sample(std::uint64_t sample) const {
+  return find_last(sample, &entry::sample);
 }
 
 void mpeg_frame_index::clear() {

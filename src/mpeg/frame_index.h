@@ -27,10 +27,14 @@ class mpeg_frame_index {
   void add(const entry& found);
   /// The last entry at or before `frame`.
   std::optional<entry> find(std::uint64_t frame) const;
+  /// The last entry at or before `sample`.
+  std::optional<entry> find_sample(std::uint64_t sample) const;
   /// Forgets all entries: the stream is another than it was.
   void clear();
 
  private:
+  std::optional<entry> find_last(std::uint64_t value, std::uint64_t entry::*member) const;
+
   std::vector<entry> entries_;
 };
 

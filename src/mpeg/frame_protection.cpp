@@ -2,6 +2,7 @@
 
 #include "frame/bit_reader.h"
 #include "frame/bytes.h"
+#include "mpeg/layer3_side_info.h"
 
 #include <algorithm>
 #include <array>
@@ -30,6 +31,18 @@ class crc16 {
  private:
   std::uint16_t value_ = 0xFFFF;
 };
+
+/// A byte's part of the checksum of all frames.
+constexpr std::array<std::uint16_t, 256> music_crc_table = [] {
+  constexpr unsigned reflected_polynomial = 0xA001;
+  std::array<std::uint16_t, 256> table{};
+  for (unsigned i = 0; i < table.size(); ++i) {
+    unsigned value = i;
+    for (int bit = 0; bit < 8; ++bit) value = (value & 1) != 0 ? value >> 1 ^ reflected_polynomial : value >> 1;
+    table[i] = static_cast<std::uint16_t>(value);
+  }
+  return table;
+}();
 
 /// Subbands from this one on share one allocation between the channels.
 unsigned joint_bound(const mpeg_frame_header& header) {
@@ -97,6 +110,13 @@ bool check_mpeg_frame(std::span<const std::byte> frame, const mpeg_frame_header&
     return false; // too small for what it protects
   }
   return crc.value() == stored;
+}
+
+void mpeg_music_crc::add(std::span<const std::byte> data) noexcept {
+  for (const auto byte : data)
+    value_ =
+        static_cast<std::uint16_t>(value_ >> 8 ^ music_crc_table[(value_ ^ std::to_integer<unsigned>(byte)) & 0xFF]);
+  bytes_ += data.size();
 }
 
 } // namespace zelmora

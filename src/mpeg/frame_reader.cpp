@@ -1,7 +1,6 @@
 #include "mpeg/frame_reader.h"
 
 #include "frame/bytes.h"
-#include "mpeg/frame_scan.h"
 #include "tags/ape_tag.h"
 #include "tags/id3v1.h"
 #include "tags/id3v2_tag.h"
@@ -14,6 +13,11 @@ namespace {
 
 constexpr std::uint32_t least_frame = 5; ///< a header and something behind it [bytes]
 constexpr std::uint32_t largest_frame = 16384;
+
+/// How far frames are searched for behind damage in a file [bytes].
+constexpr std::uint64_t garbage_limit = std::uint64_t{64} << 20;
+
+bool is_ape_header(std::span<const std::byte> bytes) { return starts_with(bytes, "APET"); }
 
 /// The whole size of an APE tag by its header, which stands in front of its items [bytes].
 std::uint64_t ape_size_by_header(std::span<const std::byte> header) {
@@ -64,6 +68,10 @@ std::optional<mpeg_frame_header> mpeg_frame_reader::read_header(abort_callback& 
     }
     const auto header = parse_mpeg_header(bytes);
     const auto what = header ? judge(*header, abort) : verdict::no_frame;
+    // A part of a frame at the end is none.
+    const bool is_cut =
+        range_.end_of_frames != zelmora_io::file::unknown_size && header && header->frame_size > range_.end - position_;
+    if (what != verdict::no_frame && is_cut) return std::nullopt;
     if (what != verdict::no_frame) {
       is_damaged_ = what == verdict::damaged_frame;
       if (garbage) tell(mpeg_event::id3_garbage, *garbage);
@@ -87,19 +95,31 @@ mpeg_frame_reader::verdict mpeg_frame_reader::judge(const mpeg_frame_header& hea
   return belong_together(*next, *range_.format) ? verdict::damaged_frame : verdict::no_frame;
 }
 
+/// The frame right behind a tag that begins with `bytes`. Pictures in a tag hold whatever looks like frames.
+std::optional<found_mpeg_frame> mpeg_frame_reader::find_behind_tag(std::span<const std::byte> bytes,
+                                                                   abort_callback& abort) {
+  const auto size = is_ape_header(bytes) ? ape_size_by_header(bytes) : id3v2_tag_size(bytes);
+  if (size == 0 || !window_.can_seek() || size >= window_.size() - position_) return std::nullopt;
+  const auto behind = position_ + size;
+  auto found = find_first_mpeg_frame(window_, behind, {0, range_.end_of_frames}, abort);
+  if (found && found->offset != behind) found.reset(); // The tag may claim too much.
+  return found;
+}
+
 /// Goes on behind bytes that are no frame. False at the end of the stream.
 bool mpeg_frame_reader::resynchronise(abort_callback& abort) {
   const auto damaged = position_;
-  auto from = damaged + 1;
-  const auto bytes = window_.at(damaged, ape_footer_size, abort);
-  const bool is_ape = window_.can_seek() && starts_with(bytes, "APET");
-  // Pictures in a tag hold whatever looks like frames, and are larger than the search goes.
-  if (is_ape) from = damaged + ape_size_by_header(bytes);
-  if (const auto size = id3v2_tag_size(bytes); size != 0) from = damaged + size;
-  if (from > window_.size()) from = damaged + 1;
-
-  auto found = find_first_mpeg_frame(window_, from, abort);
-  if (is_ape && !found) return false; // the tail
+  const auto head = window_.at(damaged, ape_footer_size, abort);
+  const bool is_tail = window_.can_seek() && is_ape_header(head);
+  auto found = find_behind_tag(head, abort);
+  if (!found) {
+    auto search = search_of_opening(window_);
+    if (window_.size() != zelmora_io::file::unknown_size) search.limit = garbage_limit;
+    search.end_of_frames = range_.end_of_frames;
+    found = find_first_mpeg_frame(window_, damaged + 1, search, abort);
+  }
+  if (found && found->offset >= range_.end) found.reset();
+  if (!found && (is_tail || damaged >= range_.end_of_frames)) return false;
   tell(mpeg_event::stream_error, damaged);
   if (!found) {
     tell(mpeg_event::resync_failed, damaged);

@@ -5,6 +5,7 @@
 #include "codecs/mpeg_frame_header.h"
 #include "mpeg/byte_window.h"
 #include "mpeg/frame_index.h"
+#include "mpeg/frame_scan.h"
 
 #include <cstdint>
 #include <functional>
@@ -41,6 +42,8 @@ class mpeg_frame_reader {
     std::uint64_t end = zelmora_io::file::unknown_size; ///< frames don't begin at or behind it [bytes]
     mpeg_frame_index_ptr index;                         ///< takes what is found; may be null
     std::optional<mpeg_frame_header> format{};          ///< of the first frame, where it is known
+    /// Where the last frame seems to end: what follows is searched for frames, but isn't damage [bytes].
+    std::uint64_t end_of_frames = zelmora_io::file::unknown_size;
   };
 
   /// Frames from `what.begin` on.
@@ -50,6 +53,9 @@ class mpeg_frame_reader {
   std::optional<mpeg_frame> next(abort_callback& abort);
   /// Goes on with a frame of the index.
   void seek(const mpeg_frame_index::entry& known);
+
+  /// From now on numbers may be wrong: the index takes no more.
+  void leave_index() { range_.index.reset(); }
 
   /// Where the next frame should begin [bytes].
   std::uint64_t position() const noexcept { return position_; }
@@ -62,6 +68,7 @@ class mpeg_frame_reader {
 
   std::optional<mpeg_frame_header> read_header(abort_callback& abort);
   verdict judge(const mpeg_frame_header& header, abort_callback& abort);
+  std::optional<found_mpeg_frame> find_behind_tag(std::span<const std::byte> bytes, abort_callback& abort);
   bool resynchronise(abort_callback& abort);
   void tell(mpeg_event event, std::uint64_t offset) const {
     if (sink_) sink_(event, offset);

@@ -20,9 +20,23 @@ inline bool belong_together(const mpeg_frame_header& a, const mpeg_frame_header&
   return have_same_mpeg_format(a, b) && a.channels == b.channels;
 }
 
-/// The first frame at or behind `from`. The search gives up after some thousand bytes, a million where the file can
-/// seek.
-std::optional<found_mpeg_frame> find_first_mpeg_frame(byte_window& window, std::uint64_t from, abort_callback& abort);
+/// How far a search goes.
+struct mpeg_search {
+  std::uint64_t limit = 0; ///< [bytes]
+  /// A frame that ends right here needs no other behind it [bytes].
+  std::uint64_t end_of_frames = zelmora_io::file::unknown_size;
+};
+
+/// Where a file begins: some thousand bytes, a million where it can seek.
+mpeg_search search_of_opening(const byte_window& window);
+
+/// The first frame at or behind `from`.
+std::optional<found_mpeg_frame> find_first_mpeg_frame(byte_window& window, std::uint64_t from,
+                                                      const mpeg_search& search, abort_callback& abort);
+inline std::optional<found_mpeg_frame> find_first_mpeg_frame(byte_window& window, std::uint64_t from,
+                                                             abort_callback& abort) {
+  return find_first_mpeg_frame(window, from, search_of_opening(window), abort);
+}
 
 /// Where the last frame ends, at or before `end_of_audio`, in a stream that begins with `first`. None when only other
 /// bytes are behind its offset; `end_of_audio` when those are more than anything but malice or a broken disk leaves.

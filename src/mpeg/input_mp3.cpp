@@ -10,7 +10,9 @@
 #include "tags/id3v2_tag.h"
 
 #include <array>
+#include <fmt/core.h>
 #include <utility>
+#include <vector>
 
 namespace zelmora {
 
@@ -24,14 +26,25 @@ constexpr std::array<std::string_view, 5> length_source_names{"", "header", "cbr
 
 /// Network streams often have no extension: nothing with a dot in the last part of the path, or only behind a "?".
 bool is_stream_address(std::string_view path) {
-  if (!path.starts_with("http://")) return false;
-  const auto name = path.substr(path.rfind('/') + 1);
-  const auto dot = name.find('.');
-  return dot == std::string_view::npos || name.find('?') < dot;
+  constexpr std::string_view scheme = "http://";
+  if (!path.starts_with(scheme)) return false;
+  const auto address = path.substr(scheme.size(), path.find('?') - scheme.size());
+  const auto last_part = address.find('/') == std::string_view::npos ? "" : address.substr(address.rfind('/'));
+  return last_part.find('.') == std::string_view::npos;
 }
 
-mp3_counting wanted_counting(const file& source) {
-  if (const_cast<file&>(source).is_remote()) return mp3_counting::forgone;
+/// What the ends of a file show to be wrong.
+std::vector<std::string> describe_defects(const mp3_stream& stream, std::uint64_t size) {
+  std::vector<std::string> defects;
+  if (stream.head.count > 1) defects.emplace_back("Multiple ID3v2 tags encountered");
+  if (stream.head.is_cut) defects.emplace_back("The ID3v2 tag goes past the end of the file");
+  if (stream.header_frame && size != file::unknown_size && stream.end != file::unknown_size && stream.end > size)
+    defects.push_back(fmt::format("The file ends {} bytes before its header says", stream.end - size));
+  return defects;
+}
+
+mp3_counting wanted_counting(file& source) {
+  if (source.is_remote()) return mp3_counting::forgone;
   for (const auto& host : enumerate_services<describing_effort>())
     if (!host->allows_reading_all()) return mp3_counting::forgone;
   return mp3_counting::allowed;
@@ -43,9 +56,9 @@ void input_mp3::open(file_ptr file, std::string_view path, t_input_open_reason r
   file_ = std::move(file);
   path_ = path;
   input_open_file_helper(file_, path, reason, abort);
-  if (reason == input_open_info_write) file_->ensure_seekable();
+  if (reason == input_open_info_write && !file_->can_seek()) throw exception_tagging_unsupported();
   parse(abort);
-  if (stream_.head.count > 1) gather_warning("Multiple ID3v2 tags encountered");
+  for (auto& text : describe_defects(stream_, window_->size())) gather_warning(std::move(text));
 }
 
 void input_mp3::parse(abort_callback& abort) {
@@ -75,6 +88,11 @@ void input_mp3::get_info(file_info& info, abort_callback& abort) {
   set_stream_info(info);
   if (!window_->can_seek()) return;
   const auto position = file_->get_position(abort);
+  read_tags(info, abort);
+  file_->seek(position, abort);
+}
+
+void input_mp3::read_tags(file_info& info, abort_callback& abort) {
   try {
     if (window_->size() != file::unknown_size)
       tag_processor::read(*file_, info, abort);
@@ -83,7 +101,6 @@ void input_mp3::get_info(file_info& info, abort_callback& abort) {
   } catch (const exception_io_data&) {
     // It has none.
   }
-  file_->seek(position, abort);
 }
 
 void input_mp3::set_stream_info(file_info& info) const {
@@ -112,11 +129,7 @@ t_filestats input_mp3::get_file_stats(abort_callback& abort) { return file_->get
 
 void input_mp3::retag(const file_info& info, abort_callback& abort) {
   file_info_impl current;
-  try {
-    tag_processor::read(*file_, current, abort);
-  } catch (const exception_tag_not_found&) {
-    // The first it gets.
-  }
+  read_tags(current, abort);
   tag_processor::write(file_, path_, info, choose_mp3_tag_kinds(current, stream_.head, info), abort);
   parse_again();
 }
@@ -127,6 +140,14 @@ void input_mp3::remove_tags(abort_callback& abort) {
 }
 
 // --- its samples -----------------------------------------------------------------------------------------------------
+
+/// Null also where mp3gain has changed the volume of the frames, and says so.
+const mpeg_music_checksum* input_mp3::find_music_checksum(abort_callback& abort) {
+  if (!stream_.vbr.music) return nullptr;
+  file_info_impl tags;
+  read_tags(tags, abort);
+  return tags.meta_get("MP3GAIN_UNDO") == nullptr ? &*stream_.vbr.music : nullptr;
+}
 
 void input_mp3::decode_initialize(std::uint32_t, std::uint32_t flags, abort_callback& abort) {
   playback_.reset();
@@ -139,6 +160,7 @@ void input_mp3::decode_initialize(std::uint32_t, std::uint32_t flags, abort_call
   const bool is_testing = (flags & decode_flag_testing_integrity) != 0;
   playback_ = std::make_unique<mp3_playback>(
       mp3_playback::source{stream_, *window_, index_, way, is_testing,
+                           is_testing ? find_music_checksum(abort) : nullptr,
                            [this](std::string_view text, unsigned severity) { log(text, severity); }},
       abort);
 }

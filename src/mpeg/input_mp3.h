@@ -40,6 +40,8 @@ class input_mp3 : public input_stubs {
   void parse_again();
   void measure_length(abort_callback& abort);
   void set_stream_info(file_info& info) const;
+  void read_tags(file_info& info, abort_callback& abort);
+  const mpeg_music_checksum* find_music_checksum(abort_callback& abort);
 
   file_ptr file_;
   std::string path_;

@@ -2,7 +2,6 @@
 
 #include "frame/exceptions.h"
 #include "frame/input.h"
-#include "mpeg/frame_protection.h"
 
 #include <algorithm>
 #include <fmt/core.h>
@@ -64,6 +63,7 @@ void mp3_playback::go_to(std::uint64_t sample, abort_callback& abort) {
   auto start = std::make_optional<mpeg_frame_index::entry>();
   if (from_.index) start = find_mpeg_seek_start(from_.stream, from_.window, from_.index, target, from_.seek_way, abort);
   if (!start) return;
+  if (from_.seek_way == mpeg_seek_way::estimate && sample != 0) reader_.leave_index();
   reader_.seek(*start);
   decoder_->reset_after_seek();
   pending_skip_ = target > start->sample ? target - start->sample : 0;
@@ -84,7 +84,7 @@ bool mp3_playback::run(audio_chunk& chunk, abort_callback& abort) {
       has_ended_ = true;
       decoder_->decode(nullptr, 0, chunk, abort); // what it still holds
     }
-    if (cut(chunk)) return true;
+    if (cut(chunk, abort)) return true;
   }
   return false;
 }
@@ -92,6 +92,7 @@ bool mp3_playback::run(audio_chunk& chunk, abort_callback& abort) {
 std::optional<mpeg_frame> mp3_playback::next_frame(abort_callback& abort) {
   const auto& stream = from_.stream;
   if (stream.is_accurate() && stream.has_length() && reader_.number() >= stream.frames) {
+    check_music();
     check_surplus(abort);
     return std::nullopt;
   }
@@ -107,6 +108,7 @@ std::optional<mpeg_frame> mp3_playback::next_frame(abort_callback& abort) {
   if (frame->header.layer != stream.first.layer && !std::exchange(has_told_layer_, true))
     from_.log(fmt::format("Expected MPEG layer {}, found layer {}.", stream.first.layer, frame->header.layer),
               event_logger::warning);
+  if (from_.is_testing) music_crc_.add(read_body(*frame, abort));
   if (frame->is_damaged) tell(mpeg_event::stream_error, frame->offset);
   if (frame->is_behind_damage) decoder_->reset_after_seek();
   return frame;
@@ -120,6 +122,18 @@ void mp3_playback::check_body(const mpeg_frame& frame, std::span<const std::byte
   if (parse_mpeg_header(body) != frame.header) throw exception_io_data();
   if (!check_mpeg_frame(body, frame.header) && !std::exchange(has_told_checksum_, true))
     from_.log("MPEG frame checksum mismatch.", event_logger::warning);
+  check_bits(frame, body);
+}
+
+/// A frame whose bits begin before those of the last end was made to follow another.
+void mp3_playback::check_bits(const mpeg_frame& frame, std::span<const std::byte> body) {
+  if (frame.is_behind_damage || frame.number == 0) reservoir_.reset();
+  if (frame.header.layer != 3) return;
+  const auto use = read_mpeg_bit_use(frame.header, body.subspan(mpeg_side_info_offset(frame.header)));
+  if (reservoir_ && use.from_before > reservoir_->left())
+    from_.log(fmt::format("MPEG frames are missing or damaged before {} bytes", frame.offset), event_logger::warning);
+  if (!reservoir_) reservoir_.emplace();
+  reservoir_->take(frame.header, use);
 }
 
 void mp3_playback::decode(const mpeg_frame& frame, std::span<const std::byte> body, audio_chunk& chunk,
@@ -136,6 +150,8 @@ void mp3_playback::decode(const mpeg_frame& frame, std::span<const std::byte> bo
     failed_ = frame.header;
     throw exception_io_data(fmt::format("MP3 decoding failure: {}", failure.what()));
   }
+  // Where the rate changes the library tells the old one once more.
+  chunk.set_srate(frame.header.sample_rate);
   bitrate_.on_frame(static_cast<double>(frame.header.samples) / frame.header.sample_rate, body.size() * 8);
 }
 
@@ -144,7 +160,7 @@ void mp3_playback::set_silence(const mpeg_frame_header& header, audio_chunk& chu
 }
 
 /// Leaves of `chunk` what sounds; false when that is nothing.
-bool mp3_playback::cut(audio_chunk& chunk) {
+bool mp3_playback::cut(audio_chunk& chunk, abort_callback& abort) {
   if (pending_skip_ != 0)
     pending_skip_ -= chunk.skip_first(std::min<std::uint64_t>(pending_skip_, chunk.get_sample_count()));
   if (chunk.get_sample_count() == 0) return false;
@@ -153,6 +169,7 @@ bool mp3_playback::cut(audio_chunk& chunk) {
     if (rest < chunk.get_sample_count()) chunk.set_sample_count(static_cast<std::size_t>(rest));
     if (rest == 0) {
       has_ended_ = true;
+      if (from_.is_testing) test_rest(abort);
       return false;
     }
   }
@@ -185,6 +202,12 @@ void mp3_playback::tell_damage(const std::string& text, std::uint64_t offset) {
   from_.log(text, event_logger::warning);
 }
 
+/// Behind the last sample that sounds.
+void mp3_playback::test_rest(abort_callback& abort) {
+  while (next_frame(abort)) {
+  }
+}
+
 /// At the end of the bytes: whether the stream was to go on.
 void mp3_playback::check_end(abort_callback& abort) {
   const auto& stream = from_.stream;
@@ -195,6 +218,15 @@ void mp3_playback::check_end(abort_callback& abort) {
   const bool has_part = stream.length_source != mp3_length_source::header && stream.has_length() &&
                         parse_mpeg_header(from_.window.at(at, mpeg_header_size, abort)).has_value();
   if (is_cut || has_part) tell(mpeg_event::stream_error, at);
+}
+
+/// Where all frames were read: whether they are those of the encoder. Other damage has been told.
+void mp3_playback::check_music() {
+  const auto& header_frame = from_.stream.header_frame;
+  if (!from_.is_testing || from_.music == nullptr || !header_frame) return;
+  if (music_crc_.bytes() + header_frame->header.frame_size != from_.music->bytes) return;
+  if (music_crc_.value() != from_.music->crc)
+    from_.log("MPEG audio differs from the encoder's checksum.", event_logger::warning);
 }
 
 /// At the end by the header's count.

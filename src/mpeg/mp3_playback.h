@@ -3,6 +3,8 @@
 
 #include "codecs/packet_decoder.h"
 #include "frame/dynamic_bitrate.h"
+#include "mpeg/frame_protection.h"
+#include "mpeg/layer3_side_info.h"
 #include "mpeg/mp3_stream.h"
 #include "mpeg/seek_start.h"
 
@@ -20,6 +22,8 @@ class mp3_playback {
     mpeg_frame_index_ptr index; ///< null when the stream can't seek
     mpeg_seek_way seek_way = mpeg_seek_way::exact;
     bool is_testing = false; ///< damage raises instead of being passed over
+    /// Of all frames, as their encoder made them; null when there is none, or they were changed on purpose.
+    const mpeg_music_checksum* music = nullptr;
     std::function<void(std::string_view text, unsigned severity)> log;
   };
 
@@ -38,22 +42,27 @@ class mp3_playback {
   std::optional<mpeg_frame> next_frame(abort_callback& abort);
   std::span<const std::byte> read_body(const mpeg_frame& frame, abort_callback& abort);
   void check_body(const mpeg_frame& frame, std::span<const std::byte> body);
+  void check_bits(const mpeg_frame& frame, std::span<const std::byte> body);
   void decode(const mpeg_frame& frame, std::span<const std::byte> body, audio_chunk& chunk, abort_callback& abort);
   void set_silence(const mpeg_frame_header& header, audio_chunk& chunk) const;
-  bool cut(audio_chunk& chunk);
+  bool cut(audio_chunk& chunk, abort_callback& abort);
   void tell(mpeg_event event, std::uint64_t offset);
   void tell_damage(const std::string& text, std::uint64_t offset);
+  void test_rest(abort_callback& abort);
   void check_end(abort_callback& abort);
   void check_surplus(abort_callback& abort);
+  void check_music();
   void note_format(const audio_chunk& chunk);
 
   source from_;
   mpeg_frame_reader reader_;
   packet_decoder_ptr decoder_;
   mp3_trim trim_;
-  std::uint64_t pending_skip_ = 0; ///< samples decoded and dropped before the next that sounds
-  std::uint64_t delivered_ = 0;    ///< samples since the first that sounds
-  std::uint64_t told_until_ = 0;   ///< what is wrong before that offset has been told [bytes]
+  std::uint64_t pending_skip_ = 0;              ///< samples decoded and dropped before the next that sounds
+  std::uint64_t delivered_ = 0;                 ///< samples since the first that sounds
+  std::uint64_t told_until_ = 0;                ///< what is wrong before that offset has been told [bytes]
+  mpeg_music_crc music_crc_;                    ///< of a test
+  std::optional<mpeg_bit_reservoir> reservoir_; ///< of a test, from a sound frame on
   bool has_ended_ = false;
   bool has_told_checksum_ = false;
   bool has_told_layer_ = false;

@@ -37,14 +37,14 @@ bool is_free_format(std::span<const std::byte> header) {
   return (word & bitrate_bits) == 0 && parse_mpeg_header(with_bitrate).has_value();
 }
 
-/// `file::unknown_size` when the file's end isn't known.
-std::uint64_t find_end_of_frames(file& source, byte_window& window, const found_mpeg_frame& first,
-                                 abort_callback& abort) {
-  if (window.size() == file::unknown_size) return file::unknown_size;
-  const auto tail = scan_trailing_tags(source, tail_use::replace, abort, first.offset);
-  const auto end = find_last_mpeg_frame_end(window, first, tail.begin, abort);
-  if (!end) throw exception_io_data();
-  return *end;
+void find_end_of_frames(file& source, byte_window& window, mp3_stream& stream, abort_callback& abort) {
+  if (window.size() == file::unknown_size) return;
+  const found_mpeg_frame first{stream.begin, stream.first};
+  const auto tail = scan_trailing_tags(source, tail_use::replace, abort, first.offset).begin;
+  const auto end = find_last_mpeg_frame_end(window, first, tail, abort);
+  if (!end) throw exception_io_data("No whole frame of MPEG audio found");
+  stream.end = *end;
+  stream.tail = tail;
 }
 
 std::optional<mpeg_vbr_info> read_header_frame(std::span<const std::byte> frame) {
@@ -68,8 +68,8 @@ std::optional<apple_gapless_lengths> parse_apple_gapless(std::string_view text) 
     text.remove_prefix(static_cast<std::size_t>(end - text.data()));
   }
   const apple_gapless_lengths found{words[delay_word], words[length_word]};
-  const bool overflows = found.delay > std::numeric_limits<std::uint64_t>::max() - found.length;
-  if (found.length == 0 || overflows) return std::nullopt;
+  constexpr auto most = std::numeric_limits<std::uint64_t>::max() / 2; // leaves room for a decoder's delay
+  if (found.length == 0 || found.delay > most || found.length > most - found.delay) return std::nullopt;
   return found;
 }
 
@@ -105,6 +105,17 @@ std::uint32_t mp3_stream::average_bitrate() const {
   return static_cast<std::uint32_t>(static_cast<double>(bytes()) * 8 / seconds * 0.001 + 0.5);
 }
 
+mpeg_frame_reader::range mp3_stream::range(mpeg_frame_index_ptr index) const {
+  mpeg_frame_reader::range result{begin, end, std::move(index), first};
+  if (is_accurate()) {
+    result.end = file::unknown_size;
+  } else if (tail) {
+    result.end = *tail;
+    result.end_of_frames = end;
+  }
+  return result;
+}
+
 mp3_start find_mp3_start(file& source, byte_window& window, abort_callback& abort) {
   mp3_start start;
   std::uint64_t from = 0;
@@ -120,8 +131,7 @@ mp3_start find_mp3_start(file& source, byte_window& window, abort_callback& abor
     throw exception_io_data(is_free ? "MPEG audio of free format is not supported" : "No frames of MPEG audio found");
   }
   start.frame = *found;
-  if (window.can_seek())
-    start.told = read_header_frame(window.at(found->offset, found->header.frame_size, abort));
+  if (window.can_seek()) start.told = read_header_frame(window.at(found->offset, found->header.frame_size, abort));
   return start;
 }
 
@@ -139,12 +149,16 @@ mp3_stream parse_mp3_stream(file& source, byte_window& window, abort_callback& a
   if (!window.can_seek()) return stream;
 
   const bool has_end = told && told->kind == mpeg_vbr_info::xing && told->bytes.value_or(0) > 0;
-  stream.end = has_end ? found.offset + *told->bytes : find_end_of_frames(source, window, found, abort);
+  if (has_end)
+    stream.end = found.offset + *told->bytes;
+  else
+    find_end_of_frames(source, window, stream, abort);
   if (told) {
     stream.header_frame = found;
     stream.begin += found.header.frame_size;
     const auto next = parse_mpeg_header(window.at(stream.begin, mpeg_header_size, abort));
-    if (!next || *told->frames == 0) throw exception_io_data();
+    if (!next) throw exception_io_data("No frame of MPEG audio behind the one with the header");
+    if (*told->frames == 0) throw exception_io_data("The header of the stream tells of no frames");
     stream.first = *next;
     stream.frames = *told->frames;
     stream.is_vbr = told->is_vbr;
@@ -153,7 +167,7 @@ mp3_stream parse_mp3_stream(file& source, byte_window& window, abort_callback& a
   } else {
     stream.vbr.profile = "CBR";
   }
-  if (stream.end <= stream.begin) throw exception_io_data();
+  if (stream.end <= stream.begin) throw exception_io_data("The header of the stream tells of no bytes");
   if (!stream.is_accurate() && stream.head.size != 0) stream.apple = read_apple_lengths(source, abort);
   return stream;
 }

@@ -40,8 +40,10 @@ struct mp3_stream {
 
   std::uint64_t begin = 0;                            ///< of that frame [bytes]
   std::uint64_t end = zelmora_io::file::unknown_size; ///< of the last frame [bytes]
-  std::optional<std::uint64_t> counted_end;           ///< of the last one that was counted: garbage may follow [bytes]
-  std::uint64_t frames = 0;                           ///< 0 when unknown
+  /// Where tags begin, of a stream that doesn't tell how many frames it has: some may stand behind `end` [bytes].
+  std::optional<std::uint64_t> tail;
+  std::optional<std::uint64_t> counted_bytes; ///< of the frames, where all were counted
+  std::uint64_t frames = 0;                   ///< 0 when unknown
 
   bool is_vbr = false;
   mp3_length_source length_source = mp3_length_source::unknown;
@@ -57,11 +59,9 @@ struct mp3_stream {
   mp3_trim trim(std::uint64_t decoder_delay) const;
   /// [kbit/s] on the average.
   std::uint32_t average_bitrate() const;
-  std::uint64_t bytes() const noexcept { return counted_end.value_or(end) - begin; }
+  std::uint64_t bytes() const noexcept { return counted_bytes.value_or(end - begin); }
   /// Where its frames are read. One whose header tells their number exactly goes on for so many.
-  mpeg_frame_reader::range range(mpeg_frame_index_ptr index) const {
-    return {begin, is_accurate() ? zelmora_io::file::unknown_size : end, std::move(index), first};
-  }
+  mpeg_frame_reader::range range(mpeg_frame_index_ptr index) const;
 };
 
 /// How late decoders of `layer` give a sample, when they don't tell themselves [samples].

@@ -1,7 +1,6 @@
 #include "mpeg/mp3_survey.h"
 
-#include "frame/bit_reader.h"
-#include "mpeg/frame_protection.h"
+#include "mpeg/layer3_side_info.h"
 #include "tags/trailing_tags.h"
 
 #include <algorithm>
@@ -29,36 +28,6 @@ bool holds_header(const mp3_start& start, byte_window& window, abort_callback& a
 void expect_layer_3(const mpeg_frame_header& header) {
   if (header.layer != 3)
     throw exception_io_data(fmt::format("Expected MPEG layer 3 (\"MP3\"), found layer {}", header.layer));
-}
-
-/// What a frame of layer 3 uses of the bytes for bits, its own and those that frames before it have left. Source:
-/// ISO/IEC 11172-3, 2.4.1.7, main_data_begin and part2_3_length; ISO/IEC 13818-3, 2.4.1.7.
-struct bit_use {
-  std::uint64_t from_before = 0; ///< [bytes]
-  std::uint64_t all = 0;         ///< [bytes]
-};
-
-bit_use read_bit_use(const mpeg_frame& frame, byte_window& window, abort_callback& abort) {
-  const auto& header = frame.header;
-  const bool is_mpeg1 = header.version == mpeg_version::mpeg1;
-  const bool is_mono = header.channels == 1;
-  const unsigned private_bits = is_mpeg1 ? (is_mono ? 5 : 3) : (is_mono ? 1 : 2);
-  const unsigned shared_bits = is_mpeg1 ? 4u * header.channels : 0; // scfsi
-  const unsigned granules = is_mpeg1 ? 2 : 1;
-  constexpr unsigned length_bits = 12;
-  const unsigned other_bits = is_mpeg1 ? 47 : 51;
-
-  const auto offset = frame.offset + mpeg_side_info_offset(header);
-  bit_reader in(window.at(offset, mpeg_side_info_size(header), abort));
-  const auto from_before = in.read(is_mpeg1 ? 9 : 8);
-  in.read(private_bits + shared_bits);
-  std::uint64_t bits = 0;
-  for (unsigned i = 0; i < granules * header.channels; ++i) {
-    bits += in.read(length_bits);
-    in.read(other_bits / 2);
-    in.read(other_bits - other_bits / 2);
-  }
-  return {from_before, (bits + 7) / 8};
 }
 
 /// Behind the frame with the header, if there is one [bytes].
@@ -119,20 +88,20 @@ class surveyor {
   /// from the second when that begins to read where the first has ended.
   void check_bits(const mpeg_frame& frame, abort_callback& abort) {
     if (frame.header.layer != 3) return;
-    const auto use = read_bit_use(frame, window_, abort);
-    if (frame.is_behind_damage && use.from_before != bits_left_) bits_held_ = 0;
-    if (use.from_before > bits_held_ && survey_.unfounded++ == 0) survey_.first_unfounded = survey_.places.count();
-    const auto own = mpeg_main_data_size(frame.header);
-    bits_held_ += own;
-    bits_left_ = use.from_before + own - std::min(use.from_before + own, use.all);
+    const auto side_info =
+        window_.at(frame.offset + mpeg_side_info_offset(frame.header), mpeg_side_info_size(frame.header), abort);
+    const auto use = read_mpeg_bit_use(frame.header, side_info);
+    if (frame.is_behind_damage && use.from_before != reservoir_.left()) reservoir_.lose();
+    if (use.from_before > reservoir_.held() && survey_.unfounded++ == 0)
+      survey_.first_unfounded = survey_.places.count();
+    reservoir_.take(frame.header, use);
   }
 
   byte_window& window_;
   mp3_gaps gaps_;
   mp3_survey& survey_;
-  std::uint64_t expected_ = 0;  ///< where the next frame should begin [bytes]
-  std::uint64_t bits_held_ = 0; ///< by the frames since the last damage [bytes]
-  std::uint64_t bits_left_ = 0; ///< by the frame before, for those that follow [bytes]
+  std::uint64_t expected_ = 0; ///< where the next frame should begin [bytes]
+  mpeg_bit_reservoir reservoir_;
 };
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "mpeg/seek_start.h"
 
-#include "mpeg/frame_protection.h"
+#include "mpeg/layer3_side_info.h"
 
 #include <algorithm>
 #include <cmath>
@@ -54,21 +54,19 @@ std::optional<mpeg_frame_index::entry> find_exactly(const mp3_stream& stream, by
                                                     const mpeg_frame_index_ptr& index, std::uint64_t wanted,
                                                     abort_callback& abort) {
   mpeg_frame_reader reader(window, stream.range(index), nullptr);
-  for (auto from = wanted / stream.first.samples - least_warm_up;;) {
-    const auto known = index->find(from).value_or(mpeg_frame_index::entry{});
+  for (auto from = wanted - least_warm_up * stream.first.samples;;) {
+    const auto known = index->find_sample(from).value_or(mpeg_frame_index::entry{});
     if (known.frame != 0 && !parse_mpeg_header(window.at(stream.begin + known.offset, mpeg_header_size, abort))) {
       index->clear(); // The file has changed, and kept its size and time.
       continue;
     }
-    if (known.sample <= wanted) {
-      const auto passed = read_up_to(reader, known, wanted, abort);
-      if (passed.empty()) return std::nullopt;
-      if (const auto start = choose_start(passed, stream.begin, reservoir_size(stream.first))) return start;
-      const auto& first = passed.front();
-      const bool is_all = known.frame == 0 || passed.size() == most_warm_up;
-      if (is_all) return mpeg_frame_index::entry{first.number, first.offset - stream.begin, first.sample};
-    }
-    from = known.frame - 1;
+    const auto passed = read_up_to(reader, known, wanted, abort);
+    if (passed.empty()) return std::nullopt;
+    if (const auto start = choose_start(passed, stream.begin, reservoir_size(stream.first))) return start;
+    const auto& first = passed.front();
+    const bool is_all = known.frame == 0 || passed.size() == most_warm_up;
+    if (is_all) return mpeg_frame_index::entry{first.number, first.offset - stream.begin, first.sample};
+    from = known.sample - 1;
   }
 }
 
@@ -108,7 +106,10 @@ std::optional<mpeg_frame_index::entry> find_mpeg_seek_start(const mp3_stream& st
                                                             const mpeg_frame_index_ptr& index, std::uint64_t wanted,
                                                             mpeg_seek_way way, abort_callback& abort) {
   if (wanted / stream.first.samples <= least_warm_up) return mpeg_frame_index::entry{};
-  if (way == mpeg_seek_way::exact) return find_exactly(stream, window, index, wanted, abort);
+  const auto from = wanted / stream.first.samples - least_warm_up;
+  const auto known = index->find(from);
+  const bool is_near = known && from - known->frame <= 2 * mpeg_frame_index::spacing;
+  if (way == mpeg_seek_way::exact || is_near) return find_exactly(stream, window, index, wanted, abort);
   return find_roughly(stream, window, wanted, abort);
 }
 

@@ -23,25 +23,30 @@ struct frame_sample {
   bool has_gaps = false;    ///< places without frames
 };
 
+void take_sample_at(const mp3_stream& stream, byte_window& window, std::uint64_t from, frame_sample& sample,
+                    abort_callback& abort) {
+  const auto found = find_first_mpeg_frame(window, from, {0, stream.end}, abort);
+  if (!found || !have_same_mpeg_format(found->header, stream.first)) { // by chance, or damage
+    if (stream.end - from > least_gap) sample.has_gaps = true;
+    return;
+  }
+  mpeg_frame_reader reader(window, {found->offset, stream.end, nullptr}, nullptr);
+  for (unsigned i = 0; i < frames_at_a_place; ++i) {
+    const auto frame = reader.next(abort);
+    if (!frame || frame->is_behind_damage) break;
+    ++sample.frames;
+    sample.bytes += frame->header.frame_size;
+    sample.has_padding = sample.has_padding || frame->header.has_padding;
+    sample.has_one_rate = sample.has_one_rate && frame->header.bitrate == stream.first.bitrate;
+  }
+}
+
 frame_sample take_sample(const mp3_stream& stream, byte_window& window, abort_callback& abort) {
   frame_sample sample;
-  for (unsigned place = 0; place < sampled_places; ++place) {
-    const auto from = stream.begin + stream.bytes() / sampled_places * place;
-    const auto found = find_first_mpeg_frame(window, from, abort);
-    if (!found || !have_same_mpeg_format(found->header, stream.first)) { // by chance, or damage
-      if (stream.end - from > least_gap) sample.has_gaps = true;
-      continue;
-    }
-    mpeg_frame_reader reader(window, {found->offset, stream.end, nullptr}, nullptr);
-    for (unsigned i = 0; i < frames_at_a_place; ++i) {
-      const auto frame = reader.next(abort);
-      if (!frame || frame->is_behind_damage) break;
-      ++sample.frames;
-      sample.bytes += frame->header.frame_size;
-      sample.has_padding = sample.has_padding || frame->header.has_padding;
-      sample.has_one_rate = sample.has_one_rate && frame->header.bitrate == stream.first.bitrate;
-    }
-  }
+  for (unsigned place = 0; place < sampled_places; ++place)
+    take_sample_at(stream, window, stream.begin + stream.bytes() / sampled_places * place, sample, abort);
+  // And the last few.
+  take_sample_at(stream, window, stream.end - std::min(stream.bytes(), least_gap), sample, abort);
   return sample;
 }
 
@@ -54,12 +59,12 @@ double average_frame_bytes(const mpeg_frame_header& first, const frame_sample& s
 
 void count_frames(mp3_stream& stream, byte_window& window, const mpeg_frame_index_ptr& index, abort_callback& abort) {
   auto range = stream.range(index);
-  range.end = stream.end;
+  range.end = stream.tail.value_or(stream.end);
   mpeg_frame_reader reader(window, range, nullptr);
-  while (reader.next(abort)) {
-  }
+  std::uint64_t bytes = 0;
+  while (const auto frame = reader.next(abort)) bytes += frame->header.frame_size;
   stream.frames = reader.number();
-  stream.counted_end = std::min(stream.end, reader.position());
+  stream.counted_bytes = bytes;
   stream.length_source = mp3_length_source::scan;
 }
 

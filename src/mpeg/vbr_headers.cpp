@@ -1,7 +1,7 @@
 #include "mpeg/vbr_headers.h"
 
 #include "frame/bytes.h"
-#include "mpeg/frame_protection.h"
+#include "mpeg/layer3_side_info.h"
 
 #include <algorithm>
 #include <fmt/core.h>
@@ -58,6 +58,11 @@ void read_lame_extension(std::span<const std::byte> rest, mpeg_vbr_info& info) {
   const auto middle = std::to_integer<std::uint32_t>(delays[1]);
   info.delay = std::to_integer<std::uint32_t>(delays[0]) << 4 | middle >> 4;
   info.padding = (middle & 0x0F) << 8 | std::to_integer<std::uint32_t>(delays[2]);
+  if (rest.size() < lame_extension::size) return;
+  be_reader music(rest.subspan(lame_extension::music_offset));
+  info.music.emplace();
+  info.music->bytes = music.be32();
+  info.music->crc = music.be16();
 }
 
 void read_encoder(std::span<const std::byte> rest, mpeg_vbr_info& info) {

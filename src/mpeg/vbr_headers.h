@@ -23,6 +23,13 @@ class VBRIParseError : public zelmora_io::exception_io_data {
 /// Hundredths of the time, in 1/256 of the bytes.
 using xing_seek_table = std::array<std::uint8_t, 100>;
 
+/// CRC-16 (polynomial 0x8005, bits reflected) of the frames behind the one with the header, and how many bytes those
+/// have together with it. Tools that change frames afterwards leave it as it is.
+struct mpeg_music_checksum {
+  std::uint32_t bytes = 0;
+  std::uint16_t crc = 0;
+};
+
 struct mpeg_vbr_info {
   enum header_kind { none, xing, vbri };
   header_kind kind = none;
@@ -35,8 +42,9 @@ struct mpeg_vbr_info {
   std::string profile;                  ///< "CBR", "ABR", "VBR V2"...
   std::optional<std::uint32_t> quality;
   std::optional<xing_seek_table> table;
-  std::uint8_t method = 0;  ///< revision and method of the LAME extension
-  std::uint8_t lowpass = 0; ///< [100 Hz]
+  std::optional<mpeg_music_checksum> music; ///< of all that the encoder made
+  std::uint8_t method = 0;                  ///< revision and method of the LAME extension
+  std::uint8_t lowpass = 0;                 ///< [100 Hz]
 };
 
 /// What follows the name, in this order.
@@ -49,7 +57,8 @@ inline constexpr std::size_t text_size = 9;
 inline constexpr std::size_t method_offset = 9;
 inline constexpr std::size_t lowpass_offset = 10;
 inline constexpr std::size_t delays_offset = 21;
-inline constexpr std::size_t delays_size = 3; ///< 12 bits each
+inline constexpr std::size_t delays_size = 3;   ///< 12 bits each
+inline constexpr std::size_t music_offset = 28; ///< a size of 4 bytes, and a checksum of 2
 inline constexpr std::uint32_t longest_delay = 0xFFF;
 } // namespace lame_extension
 

@@ -180,8 +180,7 @@ void ffmpeg_packet_decoder::reset_after_seek() {
   // opened again is little.
   if (context_->codec_id == AV_CODEC_ID_MP3) {
     av_ptr<AVCodecContext> fresh(avcodec_alloc_context3(context_->codec));
-    if (!fresh || av_channel_layout_copy(&fresh->ch_layout, &context_->ch_layout) < 0) throw std::bad_alloc();
-    fresh->sample_rate = context_->sample_rate;
+    if (!fresh) throw std::bad_alloc();
     fresh->strict_std_compliance = context_->strict_std_compliance;
     context_ = std::move(fresh);
     open_context();
