@@ -20,6 +20,9 @@ FRAMES = {
     "id3v2_id3v1.mp3": 0, "apev2.mp3": 0, "itunsmpb.mp3": 4, "garbage_inside.mp3": 0, "id3v1_inside.mp3": 0, "truncated.mp3": 0,
     "free_format.mp3": 0, "one_frame_then_noise.mp3": 0, "joint_crc.mp2": 4, "mpeg2_mono.mp2": 4, "mono.mp1": 5, "crc.mp1": 5,
 }
+# Those that repairs do something to, or tags stand in.
+REPAIRED = ("garbage_inside.mp3", "id3v1_inside.mp3", "vbri.mp3", "itunsmpb.mp3", "fewer_frames_told.mp3", "truncated.mp3",
+            "id3v2_id3v1.mp3", "apev2.mp3", "mpeg2_no_header.mp3", "xing_without_lame.mp3")
 
 
 def save(target, name, content):
@@ -38,3 +41,5 @@ for name, frames in FRAMES.items():
     save("mp3", name, content)
     if not name.startswith(("id3v2", "apev2", "itunsmpb")):
         save("mpeg_scan", name, content[:2500])
+    if name in REPAIRED:
+        save("mpeg_repair", name, content)

@@ -3,6 +3,7 @@
 #include "id3v2_check.h"
 #include "ima_check.h"
 #include "input_fuzz.h"
+#include "mpeg_repair_check.h"
 #include "mpeg_scan_check.h"
 #include "packets_check.h"
 #include "riff_tags_check.h"
@@ -43,6 +44,7 @@ constexpr std::array named_checks{
     named_check{"id3v1_lyrics3", fuzz::check_id3v1_lyrics3},
     named_check{"id3v2", fuzz::check_id3v2},
     named_check{"ima", fuzz::check_ima},
+    named_check{"mpeg_repair", fuzz::check_mpeg_repair},
     named_check{"mpeg_scan", fuzz::check_mpeg_scan},
     named_check{"packets", fuzz::check_packets},
     named_check{"riff_tags", fuzz::check_riff_tags},
