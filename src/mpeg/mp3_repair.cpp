@@ -34,7 +34,7 @@ known_delays told_delays(const mp3_survey& survey, const vbr_header_log& log) {
   if (*told->frames > frames) { // the end that the padding was for is gone
     const auto held = std::uint64_t{*told->frames} * survey.first.samples;
     const auto left_out = result.delay + result.padding;
-    result.padding = padding_of(survey.samples(), result.delay, held - std::min(held, left_out), log);
+    result.padding = padding_of(survey.samples, result.delay, held - std::min(held, left_out), log);
   }
   return result;
 }
@@ -44,7 +44,7 @@ known_delays find_delays(file& source, const mp3_survey& survey, const vbr_heade
   if (told.is_known || survey.start.head.size == 0) return told;
   const auto apple = read_apple_lengths(source, abort);
   if (!apple) return told;
-  return {apple->delay, padding_of(survey.samples(), apple->delay, apple->length, log), true};
+  return {apple->delay, padding_of(survey.samples, apple->delay, apple->length, log), true};
 }
 
 known_delays override_delays(known_delays known, const mp3_gapless& wanted) {
@@ -58,7 +58,7 @@ known_delays override_delays(known_delays known, const mp3_gapless& wanted) {
 bool leaves_samples(const mp3_survey& survey, const known_delays& known) {
   const auto decoder_delay = usual_mpeg_decoder_delay(survey.first.layer);
   const auto behind = std::max(known.padding, decoder_delay) - decoder_delay;
-  return known.delay + decoder_delay + behind < survey.samples();
+  return known.delay + decoder_delay + behind < survey.samples;
 }
 
 std::uint8_t method_of(const mp3_survey& survey) {

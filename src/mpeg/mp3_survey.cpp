@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <fmt/core.h>
+#include <limits>
+#include <optional>
+#include <utility>
 
 namespace zelmora {
 
@@ -44,30 +47,56 @@ class surveyor {
   void run(std::uint64_t tail, abort_callback& abort) {
     const auto& [head, frame, told] = survey_.start;
     add_gap({head.is_cut ? frame.offset : head.size, frame.offset});
-    mpeg_frame_reader reader(window_, {audio_begin(survey_), tail, nullptr}, nullptr);
-    while (const auto next = reader.next(abort)) {
-      if (next->offset + next->header.frame_size > tail) {
-        ++survey_.incomplete;
-        break;
-      }
-      take(*next, abort);
+    // The reader gives up where nothing follows for long. What does all the same is audio as well.
+    for (auto from = std::optional(audio_begin(survey_)); from; from = find_beyond(tail, abort)) {
+      mpeg_frame_reader reader(window_, {*from, tail, nullptr, frame.header}, nullptr);
+      if (!read_all(reader, tail, abort)) break;
+      position_ = std::max(reader.position(), *from + 1);
     }
     add_gap({expected_, tail});
     if (survey_.places.count() == 0) throw exception_io_data("No frames of MPEG audio found");
   }
 
  private:
+  /// False at the end of all frames.
+  bool read_all(mpeg_frame_reader& reader, std::uint64_t tail, abort_callback& abort) {
+    while (const auto frame = reader.next(abort)) {
+      if (frame->offset + frame->header.frame_size > tail) {
+        ++survey_.incomplete;
+        return false;
+      }
+      take(*frame, abort);
+    }
+    return true;
+  }
+
+  /// The next frame of the stream behind what the reader has searched.
+  std::optional<std::uint64_t> find_beyond(std::uint64_t tail, abort_callback& abort) {
+    constexpr auto no_limit = std::numeric_limits<std::uint64_t>::max();
+    for (auto from = position_; from < tail;) {
+      const auto found = find_first_mpeg_frame(window_, from, {no_limit, tail}, abort);
+      if (!found || found->offset >= tail) break;
+      if (belong_together(found->header, survey_.start.frame.header)) {
+        is_behind_gap_ = true;
+        return found->offset;
+      }
+      from = found->offset + 1;
+    }
+    return std::nullopt;
+  }
+
   void take(const mpeg_frame& frame, abort_callback& abort) {
     if (survey_.places.count() == 0) {
       begin_with(frame, abort);
     } else {
-      survey_.is_vbr = survey_.is_vbr || frame.header.bitrate != survey_.first.bitrate;
+      survey_.is_vbr = survey_.is_vbr || (!frame.is_damaged && frame.header.bitrate != survey_.first.bitrate);
       if (gaps_ == mp3_gaps::kept) survey_.size += frame.offset - expected_;
       add_gap({expected_, frame.offset});
     }
     check_bits(frame, abort);
     survey_.places.add(survey_.size);
     survey_.size += frame.header.frame_size;
+    survey_.samples += frame.is_damaged ? survey_.first.samples : frame.header.samples;
     expected_ = frame.offset + frame.header.frame_size;
   }
 
@@ -87,11 +116,12 @@ class surveyor {
   /// Notes a frame whose bits begin in bytes that no frame is left of. What lies between two frames has taken nothing
   /// from the second when that begins to read where the first has ended.
   void check_bits(const mpeg_frame& frame, abort_callback& abort) {
-    if (frame.header.layer != 3) return;
+    const bool is_behind_damage = std::exchange(is_behind_gap_, frame.is_damaged) || frame.is_behind_damage;
+    if (frame.header.layer != 3 || frame.is_damaged) return;
     const auto side_info =
         window_.at(frame.offset + mpeg_side_info_offset(frame.header), mpeg_side_info_size(frame.header), abort);
     const auto use = read_mpeg_bit_use(frame.header, side_info);
-    if (frame.is_behind_damage && use.from_before != reservoir_.left()) reservoir_.lose();
+    if (is_behind_damage && use.from_before != reservoir_.left()) reservoir_.lose();
     if (use.from_before > reservoir_.held() && survey_.unfounded++ == 0)
       survey_.first_unfounded = survey_.places.count();
     reservoir_.take(frame.header, use);
@@ -100,6 +130,8 @@ class surveyor {
   byte_window& window_;
   mp3_gaps gaps_;
   mp3_survey& survey_;
+  std::uint64_t position_ = 0; ///< what is before it has been searched [bytes]
+  bool is_behind_gap_ = false; ///< or behind a frame that can't be decoded
   std::uint64_t expected_ = 0; ///< where the next frame should begin [bytes]
   mpeg_bit_reservoir reservoir_;
 };

@@ -42,8 +42,9 @@ struct mp3_survey {
   mpeg_frame_header first; ///< of that frame
   std::array<std::byte, mpeg_header_size> first_bytes{};
   bool is_vbr = false;
-  std::uint64_t size = 0;   ///< of the frames that hold audio, and of gaps that are kept among them [bytes]
-  mpeg_frame_places places; ///< of frames that hold audio, from the first of them on [bytes]
+  std::uint64_t size = 0;    ///< of the frames that hold audio, and of gaps that are kept among them [bytes]
+  std::uint64_t samples = 0; ///< of all those frames
+  mpeg_frame_places places;  ///< of frames that hold audio, from the first of them on [bytes]
   std::vector<byte_range> gaps;
   std::uint64_t incomplete = 0; ///< frames that the file ends in; they count as a gap
 
@@ -52,7 +53,6 @@ struct mp3_survey {
 
   /// Where the frame with the header stands or belongs, up to the first that holds audio.
   byte_range header_range() const noexcept { return {start.frame.offset, begin}; }
-  std::uint64_t samples() const noexcept { return places.count() * first.samples; }
 };
 
 /// Reads all of `source`, which can seek. Raises `exception_io_data` for what is no stream, or has other than frames of
