@@ -132,7 +132,9 @@ class Maker:
     def frames_hurt(self):
         middle = len(self.frames) // 2
         dropped = self.data[:self.frames[middle].at] + self.data[self.frames[middle + 3].at:]
-        self.add("frames_dropped", dropped, lost=3)  # no trace is left of them but the sound
+        # Frames of layer 3 lend each other bits; of others no trace is left but the sound.
+        word = "MPEG frames are missing or damaged before " if self.frames[0].layer == 3 else ""
+        self.add("frames_dropped", dropped, lost=3, word=word)
         at = self.frames[middle].at
         for bit in range(32):
             broken = bytearray(self.data)
