@@ -92,6 +92,9 @@ void run_once(file_ptr file, std::string_view path) {
 
 std::string check_input(std::span<const std::byte> data, std::string_view path) {
   test::attach_own_services();
+  // What inputs remember of a path must not be of other data.
+  static std::uint64_t number = 0;
+  const auto own_path = fmt::format("{}-{}", ++number, path);
   test::file_faults no_size;
   no_size.no_size = true;
   test::file_faults stream;
@@ -101,7 +104,7 @@ std::string check_input(std::span<const std::byte> data, std::string_view path) 
   for (const auto& faults : {test::file_faults{}, no_size, stream, pipe}) {
     const auto wrong = verdict_of([&] {
       try {
-        run_once(test::make_faulty_file(service_new<memory_file>(data), faults), path);
+        run_once(test::make_faulty_file(service_new<memory_file>(data), faults), own_path);
       } catch (const exception_io&) {
         // Foreign or damaged data: what the contract of inputs says.
       }
