@@ -13,7 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -39,8 +39,10 @@ record make_record(std::span<const std::byte> bytes) {
 }
 
 std::vector<record> load(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  const std::string text(std::istreambuf_iterator<char>(in), {});
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  if (!in) throw std::runtime_error("can't read " + path);
+  std::string text(static_cast<std::size_t>(in.tellg()), '\0');
+  in.seekg(0).read(text.data(), static_cast<std::streamsize>(text.size()));
   auto rest = as_byte_span(text);
   std::vector<record> records;
   if (path.ends_with(".mp3")) {
