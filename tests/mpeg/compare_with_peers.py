@@ -1,4 +1,4 @@
-#!/usr/bin/python3
+#!/usr/bin/env python3
 """Judges the samples that `zel` makes of MPEG audio, by what encoders were given and by what other decoders say.
 
     compare_with_peers.py ZEL [--only SECTION] [--scratch DIR]
@@ -6,10 +6,9 @@
 round_trips  signals of awkward lengths come back from lame's and ffmpeg's encoders in full and in place
 totals       the length told is the length decoded, and that of the frames that ffprobe counts
 seeks        500 positions of long files, with and without headers, and of one with garbage inside
-repairs      after each of the commands that rewrite files the frames are what they were, and other readers agree on the length
 long         500 positions of ten hours; takes half a gigabyte of room
 
-Needs lame, twolame and ffmpeg; mpg123 and mutagen are asked too when they are installed. Exit status 1 when something differs.
+Needs lame, twolame and ffmpeg; mpg123 is asked too when it is installed. Exit status 1 when something differs.
 """
 import argparse
 import array
@@ -17,44 +16,16 @@ import functools
 import glob
 import os
 import random
-import shutil
-import subprocess
 import tempfile
 import time
-import wave
 
-from make_torture import DATA, ID3V1, ape_tag, id3v2, id3v2_frame, mpeg_frames
-from zel_runner import Zel, channels_of, samples_told
-
-try:
-    from mutagen.mp3 import MP3
-except ImportError:
-    MP3 = None
+from make_torture import DATA, mpeg_frames
+from peers import peers, run, signal, write_wav
+from zel_runner import Zel, channels_of, check_verified, samples_told
 
 LENGTHS = (1, 2, 47, 575, 576, 577, 623, 624, 1151, 1152, 1153, 1728, 4999, 22050)
 # Where a signal ends up when a delay is left out or counted twice.
 WRONG_PLACES = (-1105, -576, -529, -2, -1, 1, 2, 529, 576, 1105)
-
-
-def run(*command, **options):
-    return subprocess.run(command, check=True, capture_output=True, **options).stdout
-
-
-def signal(samples, rate, seed=1):
-    """Noise that no shift of itself resembles, without the highs that encoders cut."""
-    noise, result, low = random.Random(seed), array.array("h"), 0.0
-    for _ in range(samples):
-        low += (noise.uniform(-1, 1) - low) * 6000 / rate
-        result.append(int(20000 * low))
-    return result
-
-
-def write_wav(path, samples, rate, channels=1):
-    with wave.open(path, "wb") as out:
-        out.setnchannels(channels)
-        out.setsampwidth(2)
-        out.setframerate(rate)
-        out.writeframes(samples.tobytes())
 
 
 def floats(data):
@@ -80,12 +51,6 @@ def can_be_told(kind, rate, length):
 # kind of encoding, rate
 ROUND_TRIPS = (("lame_cbr", 44100), ("lame_vbr", 44100), ("lame_abr", 32000), ("ffmpeg_cbr", 48000), ("ffmpeg_vbr", 44100),
                ("lame_vbr", 22050), ("lame_cbr", 24000), ("ffmpeg_vbr", 16000), ("ffmpeg_cbr", 11025))
-
-
-def peers():
-    yield "ffmpeg", lambda path: run("ffmpeg", "-v", "error", "-i", path, "-f", "f32le", "-")
-    if shutil.which("mpg123"):
-        yield "mpg123", lambda path: run("mpg123", "-q", "--no-resync", "-e", "f32", "-s", path)
 
 
 def error_energy(given, decoded, shift):
@@ -177,16 +142,6 @@ def long_files(scratch):
     return [os.path.join(scratch, name) for name in made]
 
 
-def check_verified(zel, path, seeks):
-    start = time.monotonic()
-    found = zel.verify([path], seeks)[path]
-    if "error" in found:
-        zel.fault(path, f"verify --seeks {seeks}", "ok", found["error"]["message"])
-    elif not found["ok"] or found["seeks"]["exact"] != found["seeks"]["tried"]:
-        zel.fault(path, f"verify --seeks {seeks}", "ok", (found["seeks"], found["warnings"][:5]))
-    return time.monotonic() - start
-
-
 def seeks_into_damage(zel, scratch):
     """Where `verify` stops at the damage, `decode --start` has to give what a decode of the whole gives there."""
     with open(os.path.join(scratch, "cbr64_no_header.mp3"), "rb") as file:
@@ -216,90 +171,6 @@ def seeks(zel, scratch):
     print(f"seeks: {len(paths)} files")
 
 
-FIX, REBUILD, GAPLESS = "Fix VBR MP3 header...", "Rebuild MP3 stream", "Edit MP3 gapless playback information"
-
-
-def frames_of(data):
-    """The bytes of the audio frames, over whatever stands between them: each behind another, or before one."""
-    result, at, first, end = [], mpeg_frames.tag_size(data), None, None
-    while at + 4 <= len(data):
-        frame = mpeg_frames.parse(data, at)
-        if not frame or at + frame.size > len(data) or (first and frame[3:7] != first[3:7]) or (
-                at != end and not mpeg_frames.parse(data, at + frame.size)):
-            at += 1
-            continue
-        if first or not mpeg_frames.header_kind(data, frame):
-            result.append(data[at:at + frame.size])
-        first = first or frame
-        at = end = at + frame.size
-    return result
-
-
-def load(path):
-    with open(path, "rb") as file:
-        return file.read()
-
-
-def make_broken(scratch):
-    """Files for the repairs to mend, by name."""
-    run("lame", "--quiet", "-t", "-V4", os.path.join(scratch, "song.wav"), os.path.join(scratch, "song.mp3"))
-    plain = load(os.path.join(scratch, "song.mp3"))
-    middle = mpeg_frames.walk(plain)[100].at
-    head, tail = id3v2(id3v2_frame(b"TIT2", b"\0Song")), ape_tag(b"Ape") + ID3V1
-    noise = random.Random(7).randbytes(5000)
-    told = mpeg_frames.xing_frame(plain[:4], 17, 9999) + plain
-    return {"plain": plain, "tagged": head + plain + tail, "told_wrong": told, "noise_inside": plain[:middle] + noise + plain[middle:],
-            "id3v1_inside": head + plain[:middle] + ID3V1 + plain[middle:] + tail, "noise_before": noise + plain,
-            "cut": plain[:-100]}
-
-
-def check_peers_length(zel, path, frames):
-    """Readers of the header count all samples of its frames, unless it tells delay and padding."""
-    wanted = frames * 1152 / 44100
-    for name, length in (("mutagen", lambda: MP3(path).info.length if MP3 else wanted), ("ffprobe", lambda: float(
-            run("ffprobe", "-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", path)))):
-        if abs(length() - wanted) > 0.03:
-            zel.fault(path, "run", f"{wanted} s by {name}", length())
-
-
-def repairs(zel, scratch):
-    write_wav(os.path.join(scratch, "song.wav"), signal(44100 * 8, 44100), 44100)
-    for name, data in make_broken(scratch).items():
-        for command in (FIX, REBUILD):
-            path = os.path.join(scratch, f"repaired_{name}.mp3")
-            with open(path, "wb") as file:
-                file.write(data)
-            status, _, said = zel.run("run", command, path)
-            after = load(path)
-            if status != 0:
-                zel.fault(path, command, "status 0", said)
-            if frames_of(after) != frames_of(data):
-                zel.fault(path, command, f"the {len(frames_of(data))} frames that were there", len(frames_of(after)))
-            if "inside" not in name and name != "noise_before" or command == REBUILD:
-                check_verified(zel, path, 50)
-                check_peers_length(zel, path, len(frames_of(data)))
-            zel.run("run", command, path)
-            if load(path) != after:
-                zel.fault(path, command, "no change when there is nothing to mend", "other bytes")
-            if name in ("tagged", "id3v1_inside") and not (after.startswith(b"ID3") and after.endswith(ID3V1) and b"APETAGEX" in after):
-                zel.fault(path, command, "all tags", "some gone")
-    edit_gapless(zel, scratch)
-    print("repairs: done")
-
-
-def edit_gapless(zel, scratch):
-    path = os.path.join(scratch, "gapless.mp3")
-    shutil.copy(os.path.join(scratch, "song.mp3"), path)
-    frames = len(frames_of(load(path)))
-    for delay, padding in ((576, 1000), (0, 0), (4095, 4095), (1105, 300)):
-        zel.run("run", GAPLESS, "--delay", str(delay), "--padding", str(padding), path)
-        wanted = frames * 1152 - delay - 529 - max(0, padding - 529)
-        theirs = {"ours": zel.decode(path) or b"", **{name: decode(path) for name, decode in peers() if padding >= 529}}
-        for name, decoded in theirs.items():
-            if len(decoded) // 4 != wanted:
-                zel.fault(path, GAPLESS, f"{wanted} samples by {name} with {delay}, {padding}", len(decoded) // 4)
-
-
 def make_ten_hours(scratch, header):
     """A song of a minute over and over; each begins with a frame that needs no earlier one."""
     wav, song = os.path.join(scratch, "minute.wav"), os.path.join(scratch, "minute.mp3")
@@ -322,7 +193,7 @@ def long(zel, scratch):
 
 
 def main():
-    sections = (round_trips, totals, seeks, repairs, long)
+    sections = (round_trips, totals, seeks, long)
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("zel")
     parser.add_argument("--only", choices=[section.__name__ for section in sections], help="one section; all but the last by default")

@@ -3,6 +3,7 @@ import json
 import os
 import resource
 import subprocess
+import time
 
 MEMORY_LIMIT = 6_000_000 * 1024  # address space [bytes]
 SECONDS = 120
@@ -67,3 +68,13 @@ def channels_of(record):
 def samples_told(record):
     subsong = record["subsongs"][0]
     return None if subsong["length"] is None else round(subsong["length"] * int(subsong["info"]["samplerate"]))
+
+
+def check_verified(zel, path, seeks):
+    start = time.monotonic()
+    found = zel.verify([path], seeks)[path]
+    if "error" in found:
+        zel.fault(path, f"verify --seeks {seeks}", "ok", found["error"]["message"])
+    elif not found["ok"] or found["seeks"]["exact"] != found["seeks"]["tried"]:
+        zel.fault(path, f"verify --seeks {seeks}", "ok", (found["seeks"], found["warnings"][:5]))
+    return time.monotonic() - start
