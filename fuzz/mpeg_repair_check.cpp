@@ -2,6 +2,7 @@
 
 #include "frame/memory_file.h"
 #include "mpeg/mp3_repair.h"
+#include "support/test_services.h"
 #include "tags/trailing_tags.h"
 #include "verdict.h"
 
@@ -106,6 +107,7 @@ void check(bytes data, repair run) {
 } // namespace
 
 std::string check_mpeg_repair(std::span<const std::byte> data) {
+  test::attach_own_services();
   return verdict_of([&] {
     for (const repair run : {&fix_mp3_header, &rebuild_mp3_stream, &set_gapless}) check(data, run);
   });

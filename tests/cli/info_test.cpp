@@ -56,6 +56,15 @@ TEST_F(Info, StatisticsComeOnlyWhenAskedFor) {
   EXPECT_NE(zel({"info", "--io-stats", "tone://440"}).out.find("\n  io "), std::string::npos);
 }
 
+TEST_F(Info, FastForgoesReadingAllOfAFile) {
+  const std::string file = ZEL_SOURCE_DIR "/tests/data/mpeg/vbr_no_header.mp3";
+  const auto source = [&](const std::vector<std::string>& arguments) {
+    return json_lines_of(zel(arguments).out).at(0)["subsongs"].at(0)["info"]["length_source"];
+  };
+  EXPECT_EQ(source({"info", "--json", "--fast", file}), "estimate");
+  EXPECT_EQ(source({"info", "--json", file}), "scan");
+}
+
 TEST_F(Info, TextIsOneAlignedBlockAFile) {
   const auto result = zel({"info", "silence://3723.5,8000,1", "tone://440"});
   EXPECT_EQ(result.status, 0);
