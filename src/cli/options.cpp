@@ -132,7 +132,9 @@ class verb_parser {
   virtual void define(CLI::App& app) = 0;
   virtual request finish(std::vector<std::string> operands) = 0;
   /// What `--help` asks for beside `operands`; `page` tells of the verb.
-  virtual request finish_help(std::vector<std::string>, std::string page) { return text_request{std::move(page)}; }
+  virtual request finish_help(const std::vector<std::string>& /*operands*/, std::string page) {
+    return text_request{std::move(page)};
+  }
   /// Whether operands that look like options go to `finish_marked` all the same.
   virtual bool takes_options_of_others() const { return false; }
   /// For verbs to which it matters what stands before a "--".
@@ -310,9 +312,9 @@ class run_parser : public verb_parser {
 
   bool takes_options_of_others() const override { return true; }
 
-  request finish_help(std::vector<std::string> operands, std::string page) override {
+  request finish_help(const std::vector<std::string>& operands, std::string page) override {
     if (operands.empty() || operands.front().starts_with('-')) return text_request{std::move(page)};
-    return commands_options{std::move(operands.front())};
+    return commands_options{operands.front()};
   }
 
   request finish_marked(marked_operands operands) override {
