@@ -17,7 +17,6 @@ import glob
 import os
 import random
 import tempfile
-import time
 
 from make_torture import DATA, mpeg_frames
 from peers import peers, run, signal, write_wav
