@@ -113,11 +113,11 @@ class Zel:
         return {e.lower() for line in output.splitlines() if line for e in json.loads(line).get("extensions", [])}
 
     def decode(self, path):
-        """The file as 16-bit samples; None when it can't be decoded."""
+        """The file as 16-bit samples, or as much of it as there is; None when there is nothing."""
         status, pcm = self.run(["decode", "--format", "s16", "-o", "-", path], [], SECONDS_FOR_ONE, binary=True)
         if status not in (0, 1):
             self.crashes.append((path, "decode", status))
-        return pcm if status == 0 else None
+        return pcm if status == 0 or pcm else None
 
     def survives(self, path):
         status, _ = self.run(["verify", path], [], SECONDS_FOR_ONE)
