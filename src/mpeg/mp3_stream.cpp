@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <string>
 
@@ -102,7 +103,7 @@ mp3_trim mp3_stream::trim(std::uint64_t decoder_delay) const {
 std::uint32_t mp3_stream::average_bitrate() const {
   if (!has_length() || end == file::unknown_size) return first.bitrate;
   const auto seconds = static_cast<double>(frames * first.samples) / first.sample_rate;
-  return static_cast<std::uint32_t>(static_cast<double>(bytes()) * 8 / seconds * 0.001 + 0.5);
+  return static_cast<std::uint32_t>(std::lround(static_cast<double>(bytes()) * 8 / seconds * 0.001));
 }
 
 mpeg_frame_reader::range mp3_stream::range(mpeg_frame_index_ptr index) const {

@@ -15,7 +15,7 @@
 
 namespace zelmora {
 
-class VBRIParseError : public zelmora_io::exception_io_data {
+class VBRIParseError : public zelmora_io::exception_io_data { // NOLINT(readability-identifier-naming): "VBRI" is a name
  public:
   VBRIParseError() : exception_io_data("VBRI header is damaged") {}
 };
