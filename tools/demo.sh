@@ -56,6 +56,21 @@ say "Other codecs play as exactly"
 cp "$data/../wav_codecs/mp3.wav" mp3.wav
 show verify --seeks 50 mp3.wav
 
+say "MP3 plays for as long as its encoder was given samples, and its tags stand at both ends"
+cp "$data/../mpeg/vbr.mp3" "$data/../mpeg/vbr_no_header.mp3" .
+show info vbr.mp3
+before=$(pcm_md5 vbr.mp3)
+show tag set "title=Aria" "artist=Ann Other" -- vbr.mp3
+show verify --seeks 50 vbr.mp3
+tagged=$(pcm_md5 vbr.mp3)
+[ "$before" = "$tagged" ] || { echo "the audio differs: $before, $tagged" >&2; exit 1; }
+echo "MD5 of the audio, before and after: $before"
+
+say "... and where a header is missing, it is made"
+show info vbr_no_header.mp3
+show run --yes "Fix VBR MP3 header..." vbr_no_header.mp3
+show info vbr_no_header.mp3
+
 say "Signals are made, not only read"
 show decode --bits 16 -o tone.wav tone://440,2
 show info tone.wav

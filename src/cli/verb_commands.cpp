@@ -9,6 +9,7 @@
 #include "frame/input.h"
 #include "frame/text.h"
 #include "host/answers.h"
+#include "host/console_log.h"
 #include "host/jobs.h"
 
 #include <algorithm>
@@ -78,14 +79,22 @@ class command_session {
     host::set_interrupt(&abort);
     if (yes) host::set_answers(host::answers::yes);
     host::set_dialog_answers(std::move(answers));
+    host::set_console_listener([this](std::string_view line) { report_ += escape_for_display(line) + '\n'; });
   }
   ~command_session() {
     host::set_interrupt(nullptr);
     host::set_answers(host::answers::asked);
     host::set_dialog_answers({});
+    host::set_console_listener(nullptr);
   }
   command_session(const command_session&) = delete;
   command_session& operator=(const command_session&) = delete;
+
+  /// What the command has printed on the console: what it did to each file.
+  const std::string& report() const noexcept { return report_; }
+
+ private:
+  std::string report_;
 };
 
 } // namespace
@@ -132,7 +141,9 @@ exit_status run_run(const run_options& options, program_context& context) {
   }
   const command_session session(options.yes, std::move(arguments.answers), context.abort);
   try {
-    switch (command.entry->run(command.index, items)) {
+    const auto result = command.entry->run(command.index, items);
+    context.out.write(session.report());
+    switch (result) {
     case command_result::done: return exit_status::done;
     case command_result::some_failed: return exit_status::failed;
     case command_result::aborted: break;

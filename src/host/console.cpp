@@ -21,6 +21,11 @@ class console_lines {
     const std::scoped_lock lock(lock_);
     if (lines_.size() == lines_kept) lines_.pop_front();
     lines_.emplace_back(line);
+    if (listener_) listener_(line);
+  }
+  void set_listener(std::function<void(std::string_view line)> listener) {
+    const std::scoped_lock lock(lock_);
+    listener_ = std::move(listener);
   }
   std::vector<std::string> copy() {
     const std::scoped_lock lock(lock_);
@@ -30,6 +35,7 @@ class console_lines {
  private:
   std::mutex lock_;
   std::deque<std::string> lines_;
+  std::function<void(std::string_view line)> listener_;
 };
 
 console_lines& lines() {
@@ -48,6 +54,10 @@ class console_impl : public console {
 service_factory_single_t<console_impl> factory;
 
 } // namespace
+
+void set_console_listener(std::function<void(std::string_view line)> listener) {
+  lines().set_listener(std::move(listener));
+}
 
 std::vector<std::string> recent_console_lines() { return lines().copy(); }
 
