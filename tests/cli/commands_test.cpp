@@ -241,6 +241,18 @@ TEST_F(Commands, ItemsThatFailAreToldOnStandardError) {
   EXPECT_EQ(read("b\na.mp3"), "no audio");
 }
 
+TEST_F(Commands, WhatWasDoneToEachFileIsPrinted) {
+  write("a.mp3", read_bytes(ZEL_SOURCE_DIR "/tests/data/mpeg/vbr_no_header.mp3"));
+  const auto result = zel({"run", "--yes", "Fix VBR MP3 header...", "a.mp3"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "Fix VBR MP3 Header: a.mp3: 13 frames, 4042 bytes, VBR; header written\n");
+  const auto fixed = read("a.mp3");
+  const auto again = zel({"run", "--yes", "Fix VBR MP3 header...", "a.mp3"});
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.out.find("written"), std::string::npos) << again.out;
+  EXPECT_EQ(read("a.mp3"), fixed);
+}
+
 } // namespace
 } // namespace test
 } // namespace zelmora
