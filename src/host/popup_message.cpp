@@ -39,7 +39,10 @@ class popup_message_impl : public popup_message {
       return true;
     }
     std::string answer;
-    if (!terminal::get().ask_line(text, answer)) return false;
+    if (!terminal::get().ask_line(text, answer)) {
+      terminal::get().print_error_line(escape_for_display(text) + "n (nobody is there to ask: --yes answers yes)");
+      return false;
+    }
     return ascii_equal(answer, "y") || ascii_equal(answer, "yes");
   }
 };

@@ -2,6 +2,9 @@
 
 #include "frame/command_job.h"
 #include "mpeg/vbr_header_writer.h"
+#include "tags/id3v1.h"
+#include "tags/id3v2_tag.h"
+#include "tags/trailing_tags.h"
 
 #include <algorithm>
 #include <fmt/core.h>
@@ -31,7 +34,10 @@ known_delays told_delays(const mp3_survey& survey, const vbr_header_log& log) {
   if (!told || !told->delay || !told->padding) return {};
   known_delays result{*told->delay, *told->padding, true};
   const auto frames = survey.places.count();
-  if (*told->frames > frames) { // the end that the padding was for is gone
+  // Where all bytes are there, their number is what was wrong.
+  if (told->bytes == survey.start.frame.header.frame_size + survey.size) return result;
+  if (*told->frames + 1 < frames) result.padding = 0; // the end that it was for is in the middle, another one joined
+  if (*told->frames > frames) {                       // that end is gone
     const auto held = std::uint64_t{*told->frames} * survey.first.samples;
     const auto left_out = result.delay + result.padding;
     result.padding = padding_of(survey.samples, result.delay, held - std::min(held, left_out), log);
@@ -97,7 +103,8 @@ bool is_right(const mp3_survey& survey, const known_delays& known) {
   const auto size = survey.start.frame.header.frame_size;
   if (!told || told->kind != mpeg_vbr_info::xing || size != range.end - range.begin) return false;
   const bool has_delays = !known.is_known || (told->delay == known.delay && told->padding == known.padding);
-  return told->is_vbr == survey.is_vbr && told->frames == survey.places.count() && told->table && has_delays &&
+  // VBR of one rate is what silence gives.
+  return (told->is_vbr || !survey.is_vbr) && told->frames == survey.places.count() && told->table && has_delays &&
          told->bytes == size + survey.size;
 }
 
@@ -112,6 +119,33 @@ std::optional<file_edit> header_edit(const mp3_survey& survey, const known_delay
 
 std::string describe_frames(const mp3_survey& survey) {
   return fmt::format("{} frames, {} bytes, {}", survey.places.count(), survey.size, survey.is_vbr ? "VBR" : "CBR");
+}
+
+/// A tag that stands in `gap`, away from where it should: ID3v2 behind other bytes in front of the frames, others in
+/// front of zeros at the end. Empty when there is none.
+byte_range find_displaced_tag(file& source, byte_window& window, const byte_range& gap, std::uint64_t first_frame,
+                              abort_callback& abort) {
+  constexpr std::size_t searched = 65536; // [bytes]
+  const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(gap.end - gap.begin, searched));
+  if (gap.end == first_frame) {
+    const auto bytes = window.at(gap.begin, size, abort);
+    for (std::size_t i = 0; i + id3v2_header_size <= bytes.size(); ++i) {
+      const auto tag_size = id3v2_tag_size(bytes.subspan(i, id3v2_header_size));
+      if (tag_size != 0 && tag_size <= gap.end - gap.begin - i) return {gap.begin + i, gap.begin + i + tag_size};
+    }
+  } else if (gap.end == window.size()) {
+    const auto bytes = window.at(gap.end - size, size, abort);
+    const auto last = std::find_if(bytes.rbegin(), bytes.rend(), [](std::byte b) { return b != std::byte{0}; });
+    // A block of ID3v1 may end in zeros of its own.
+    for (std::uint64_t spare = 0; spare <= id3v1_size; ++spare) {
+      const auto end = std::min(gap.end - static_cast<std::uint64_t>(last - bytes.rbegin()) + spare, gap.end);
+      const auto part = reader_limited(file_ptr(&source), 0, end, abort);
+      const auto tail = scan_trailing_tags(*part, tail_use::remove, abort, gap.begin);
+      if (tail.begin < end) return {tail.begin, end};
+      if (end == gap.end) break;
+    }
+  }
+  return {};
 }
 
 /// A survey and what comes of it.
@@ -131,11 +165,22 @@ class repairer {
     if (edit) result_.edits.push_back(std::move(*edit));
   }
 
-  void drop_gaps() {
+  void drop_gaps(abort_callback& abort) {
     std::uint64_t dropped = 0;
+    const auto drop = [&](std::uint64_t begin, std::uint64_t end) {
+      if (begin == end) return;
+      result_.edits.push_back({begin, end, {}});
+      dropped += end - begin;
+    };
     for (const auto& gap : survey_.gaps) {
-      result_.edits.push_back({gap.begin, gap.end, {}});
-      dropped += gap.end - gap.begin;
+      const auto tag = find_displaced_tag(source_, window_, gap, survey_.start.frame.offset, abort);
+      if (tag.begin == tag.end) {
+        drop(gap.begin, gap.end);
+        continue;
+      }
+      drop(gap.begin, tag.begin);
+      drop(tag.end, gap.end);
+      result_.notes.push_back(fmt::format("A tag of {} bytes had strayed; it was kept", tag.end - tag.begin));
     }
     std::ranges::sort(result_.edits, {}, &file_edit::begin);
     if (dropped != 0) result_.summary += fmt::format("; {} bytes removed", dropped);
@@ -166,7 +211,7 @@ mp3_repair fix_mp3_header(file& source, abort_callback& abort) {
 mp3_repair rebuild_mp3_stream(file& source, abort_callback& abort) {
   repairer work(source, mp3_gaps::dropped, abort);
   work.set_header({}, abort);
-  work.drop_gaps();
+  work.drop_gaps(abort);
   return work.take();
 }
 

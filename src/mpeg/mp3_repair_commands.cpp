@@ -115,8 +115,7 @@ field_value number_of(const file_info& info, std::string_view name) {
 }
 
 /// Puts what all of `files` tell into the dialog; what they differ in stays as it is.
-command_result scan_files(media_items files, dialog_model& dialog) {
-  item_failures unreadable({"", ""}); // told when they are to be written
+command_result scan_files(media_items files, dialog_model& dialog, item_failures& unreadable) {
   bool is_first = true;
   const auto scan = [&](const media_item& item, abort_callback& abort) {
     file_info_impl info;
@@ -139,10 +138,15 @@ std::optional<std::uint32_t> samples_of(const dialog_model& dialog, const gaples
 command_result edit_gapless_info(media_items items) {
   const auto files = distinct_files(items);
   dialog_model dialog{"Edit MP3 Gapless Info", {}, gapless_dialog_fields()};
-  if (scan_files(files, dialog) == command_result::aborted) return command_result::aborted;
+  item_failures unreadable({edit_gapless.before_path, "): "}); // told again when they are to be written
+  const auto scanned = scan_files(files, dialog, unreadable);
+  if (scanned == command_result::aborted) return command_result::aborted;
   if (!show_dialog(dialog, edit_gapless.start_failure)) return command_result::aborted;
   const mp3_gapless wanted{samples_of(dialog, delay_field), samples_of(dialog, padding_field)};
-  if (!wanted.delay && !wanted.padding) return command_result::done;
+  if (!wanted.delay && !wanted.padding) {
+    unreadable.show(fmt::format("{} - Information", edit_gapless.title));
+    return scanned;
+  }
   return repair_files(edit_gapless, files,
                       [&](file& source, abort_callback& abort) { return set_mp3_gapless(source, wanted, abort); });
 }

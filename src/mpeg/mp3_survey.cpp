@@ -46,7 +46,7 @@ class surveyor {
 
   void run(std::uint64_t tail, abort_callback& abort) {
     const auto& [head, frame, told] = survey_.start;
-    add_gap({head.is_cut ? frame.offset : head.size, frame.offset});
+    add_gap({head.size, frame.offset});
     // The reader gives up where nothing follows for long. What does all the same is audio as well.
     for (auto from = std::optional(audio_begin(survey_)); from; from = find_beyond(tail, abort)) {
       mpeg_frame_reader reader(window_, {*from, tail, nullptr, frame.header}, nullptr);
@@ -86,6 +86,9 @@ class surveyor {
   }
 
   void take(const mpeg_frame& frame, abort_callback& abort) {
+    if (!frame.is_damaged) expect_layer_3(frame.header);
+    // Header frames of files that were joined are none of this one's, and play as silence.
+    if (is_header(frame, abort)) return;
     if (survey_.places.count() == 0) {
       begin_with(frame, abort);
     } else {
@@ -100,8 +103,12 @@ class surveyor {
     expected_ = frame.offset + frame.header.frame_size;
   }
 
+  bool is_header(const mpeg_frame& frame, abort_callback& abort) {
+    if (gaps_ == mp3_gaps::kept && survey_.places.count() != 0) return false;
+    return read_xing(window_.at(frame.offset, frame.header.frame_size, abort)).has_value();
+  }
+
   void begin_with(const mpeg_frame& frame, abort_callback& abort) {
-    expect_layer_3(frame.header);
     survey_.begin = frame.offset;
     survey_.first = frame.header;
     std::ranges::copy(window_.at(frame.offset, mpeg_header_size, abort), survey_.first_bytes.begin());
@@ -157,6 +164,8 @@ mp3_survey survey_mp3(file& source, byte_window& window, mp3_gaps gaps, abort_ca
   source.ensure_seekable();
   mp3_survey survey;
   survey.start = find_mp3_start(source, window, abort);
+  // In a file that grew, it would claim the audio.
+  if (survey.start.head.is_cut) throw exception_io_data("The ID3v2 tag goes past the end of the file");
   expect_layer_3(survey.start.frame.header);
   survey.has_header_frame = holds_header(survey.start, window, abort);
   const auto tail = scan_trailing_tags(source, tail_use::remove, abort, audio_begin(survey)).begin;

@@ -4,6 +4,7 @@
 #include "frame/exceptions.h"
 #include "frame/host_services.h"
 #include "frame/rewrite.h"
+#include "frame/text.h"
 #include "mpeg/mp3_stream.h"
 
 #include <algorithm>
@@ -89,7 +90,7 @@ bool pictures_move(const id3v2_zone& head, tag_kinds kinds) {
 /// `pictures` are those that the file shows before. What only its other tag has comes behind them.
 void write_both(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds, album_art_set pictures,
                 abort_callback& abort) {
-  tag_processor::write(target, path, info, kinds, abort);
+  tag_processor::write(target, path, info, kinds, abort, apple_gapless::configured);
   for (auto& hidden : read_pictures(*target, abort))
     if (!find_album_art(pictures, hidden.id)) pictures.push_back(std::move(hidden));
   tag_processor::write_pictures(target, path, pictures, abort);
@@ -119,7 +120,7 @@ void change_mp3_tag_kinds(const std::string& path, tag_kinds kinds, abort_callba
   const auto info = read_tags(*target, abort);
   const auto pictures = pictures_move(stream.head, kinds) ? read_pictures(*target, abort) : album_art_set();
   if (pictures.empty())
-    tag_processor::write(target, path, info, kinds, abort);
+    tag_processor::write(target, path, info, kinds, abort, apple_gapless::configured);
   else
     write_with_pictures(target, path, info, kinds, pictures, abort);
 }
@@ -129,8 +130,8 @@ namespace {
 // --- all of them -----------------------------------------------------------------------------------------------------
 
 /// The kinds that all of the first files have; unset where they differ.
-command_result find_default(const std::string& title, media_items files, field_value& value) {
-  item_failures unreadable({"", ""}); // told when they are to be written
+command_result find_default(const std::string& title, media_items files, field_value& value, bool& is_any_readable) {
+  item_failures unreadable({"Could not update item (", "): "});
   bool is_first = true;
   const auto examine = [&](const media_item& item, abort_callback& abort) {
     file_ptr source;
@@ -142,7 +143,11 @@ command_result find_default(const std::string& title, media_items files, field_v
       value = {};
     is_first = false;
   };
-  return process_items(title, files.first(std::min(files.size(), files_examined)), unreadable, examine);
+  const auto result = process_items(title, files.first(std::min(files.size(), files_examined)), unreadable, examine);
+  is_any_readable = !is_first;
+  // Some that aren't are told when they are to be written; where none is there is nothing to ask.
+  if (!is_any_readable) unreadable.show("MP3 Tag Types - Information");
+  return result;
 }
 
 bool confirm_removal(std::size_t count) {
@@ -155,15 +160,23 @@ command_result change_types(media_items items) {
   const auto files = distinct_files(items);
   dialog_model dialog{fmt::format("MP3 tag types ({} files)", files.size()), {}, dialog_fields()};
   auto& field = dialog.field(kinds_option);
-  if (find_default(dialog.title, files, field.value) == command_result::aborted) return command_result::aborted;
+  bool is_any_readable = false;
+  if (find_default(dialog.title, files, field.value, is_any_readable) == command_result::aborted)
+    return command_result::aborted;
+  if (!is_any_readable) return command_result::some_failed;
   if (!show_dialog(dialog, "Could not initialize \"MP3 Tag Types\" dialog")) return command_result::aborted;
   const auto kinds = parse_kinds(*dialog.choices(kinds_option));
   if (kinds == tag_kinds::none && !confirm_removal(files.size())) return command_result::aborted;
 
+  std::string chosen;
+  for (const auto& name : kind_names(kinds)) chosen += (chosen.empty() ? "" : ", ") + name;
+  if (chosen.empty()) chosen = "none";
   item_failures failures({"Could not update item (", "): "});
   const auto result = process_items(
-      "MP3 Tag Types - Updating Files", files, failures,
-      [&](const media_item& item, abort_callback& abort) { change_mp3_tag_kinds(item.path, kinds, abort); });
+      "MP3 Tag Types - Updating Files", files, failures, [&](const media_item& item, abort_callback& abort) {
+        change_mp3_tag_kinds(item.path, kinds, abort);
+        service_single<console>()->print(fmt::format("MP3 Tag Types: {}: {}", escape_for_display(item.path), chosen));
+      });
   failures.show("MP3 Tag Types - Information");
   return result;
 }

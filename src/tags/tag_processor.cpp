@@ -181,12 +181,12 @@ void tag_processor::read(file& source, file_info& info, abort_callback& abort) {
 }
 
 void tag_processor::write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
-                          abort_callback& abort) {
+                          abort_callback& abort, apple_gapless gapless) {
   const auto zone = skip_id3v2(*target, abort);
   refuse_cut_head(zone);
   auto tail = write_trailing_tags(*target, info, to_trailing_kinds(kinds), abort, zone.size);
-  auto head =
-      has_kind(kinds, tag_kinds::id3v2) ? write_head(*target, zone, info, abort) : remove_head(zone, size_after(tail));
+  auto head = has_kind(kinds, tag_kinds::id3v2) ? write_head(*target, zone, info, abort)
+                                                : remove_head(*target, zone, size_after(tail), gapless, abort);
   apply(target, path, std::move(head), std::move(tail), abort);
 }
 

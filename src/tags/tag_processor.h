@@ -22,7 +22,7 @@ constexpr bool has_kind(tag_kinds kinds, tag_kinds one) {
   return (static_cast<std::uint32_t>(kinds) & static_cast<std::uint32_t>(one)) != 0;
 }
 
-/// What becomes of the encoder's delay that iTunes keeps in a comment of ID3v2, when all tags are removed.
+/// What becomes of the encoder's delay that iTunes keeps in a comment of ID3v2, when that tag is removed.
 enum class apple_gapless {
   removed,
   configured ///< it stays, in a tag of its own, if "tagging.id3.retainAppleGapless" says so
@@ -55,7 +55,7 @@ class tag_processor {
   /// moved within `target`. Nothing is written when nothing changes. A head that goes past the end raises
   /// `exception_io_data`: what it claims may be audio.
   static void write(file_ptr& target, std::string_view path, const file_info& info, tag_kinds kinds,
-                    abort_callback& abort);
+                    abort_callback& abort, apple_gapless gapless = apple_gapless::removed);
   static void remove_id3v2(file_ptr& target, std::string_view path, abort_callback& abort);
   static void remove_trailing(file_ptr& target, std::string_view path, abort_callback& abort);
   static void remove_all(file_ptr& target, std::string_view path, abort_callback& abort,

@@ -135,6 +135,23 @@ TEST_F(RepairMp3, RebuildingLeavesFramesAndTags) {
   EXPECT_TRUE(read_bytes(path) == head + whole + lyrics + tail);
 }
 
+TEST_F(RepairMp3, RebuildingKeepsTagsThatHaveStrayed) {
+  const auto whole = fixture("id3v2_id3v1.mp3");
+  for (const auto& strayed : {std::string(10, '\0') + whole, "junk" + whole, whole + std::string(1000, '\0')}) {
+    const auto path = put("strayed.mp3", strayed);
+    EXPECT_EQ(run(rebuild, {path}), command_result::done);
+    EXPECT_NE(said.find("had strayed; it was kept"), std::string::npos) << said;
+    EXPECT_TRUE(read_bytes(path) == whole);
+  }
+}
+
+TEST_F(RepairMp3, AHeadThatClaimsTheAudioIsLeftAlone) {
+  const auto cut = std::string("ID3\x04\0\0\0\0\x20\x00", 10) + fixture("vbr_no_header.mp3");
+  const auto path = put("cut.mp3", cut); // 4096 bytes: a file that grows would be all tag
+  EXPECT_EQ(run(fix, {path}), command_result::some_failed);
+  EXPECT_TRUE(read_bytes(path) == cut);
+}
+
 TEST_F(RepairMp3, OldOrNewWhateverFails) {
   struct {
     const char* file;

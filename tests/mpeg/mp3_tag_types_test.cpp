@@ -45,6 +45,25 @@ TEST_F(Mp3TagTypes, EachKindSaysTheSame) {
   }
 }
 
+TEST_F(Mp3TagTypes, WhatAppleTellsOfTheLengthStays) {
+  const auto path = put("itunsmpb.mp3");
+  const auto delay = [&] {
+    auto source = zelmora_io::file_ptr();
+    zelmora_io::filesystem::g_open(source, path, zelmora_io::open_mode::read, abort);
+    return tag_processor::read_apple_gapless(*source, abort);
+  };
+  const auto told = delay();
+  ASSERT_TRUE(told);
+  EXPECT_EQ(change("ape", {path}), command_result::done);
+  EXPECT_EQ(delay(), told);
+}
+
+TEST_F(Mp3TagTypes, FilesThatCannotBeReadAreTold) {
+  host::set_answers(host::answers::yes);
+  EXPECT_EQ(run(command, {scratch / "missing.mp3"}), command_result::some_failed);
+  EXPECT_EQ(said, "MP3 Tag Types - Information: Could not update item (missing.mp3): Object not found\n");
+}
+
 TEST_F(Mp3TagTypes, DefaultIsWhatAllFilesHave) {
   const auto both = put("both.mp3", fixture("id3v2_id3v1.mp3"));
   const auto ape = put("apev2.mp3");
