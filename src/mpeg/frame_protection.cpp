@@ -112,7 +112,7 @@ bool check_mpeg_frame(std::span<const std::byte> frame, const mpeg_frame_header&
   return crc.value() == stored;
 }
 
-void mpeg_music_crc::add(std::span<const std::byte> data) noexcept {
+void lame_checksum::add(std::span<const std::byte> data) noexcept {
   for (const auto byte : data)
     value_ =
         static_cast<std::uint16_t>(value_ >> 8 ^ music_crc_table[(value_ ^ std::to_integer<unsigned>(byte)) & 0xFF]);

@@ -14,8 +14,9 @@ namespace zelmora {
 /// one are taken as they are.
 bool check_mpeg_frame(std::span<const std::byte> frame, const mpeg_frame_header& header);
 
-/// The checksum that LAME's header has of all frames behind it (`mpeg_music_checksum`).
-class mpeg_music_crc {
+/// The checksum of LAME's header: CRC-16, polynomial 0x8005, bits reflected. It has one of all frames behind it
+/// (`mpeg_music_checksum`), and one of what stands before that field.
+class lame_checksum {
  public:
   void add(std::span<const std::byte> data) noexcept;
   std::uint16_t value() const noexcept { return value_; }

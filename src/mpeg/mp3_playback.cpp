@@ -233,7 +233,8 @@ void mp3_playback::check_music() {
 void mp3_playback::check_surplus(abort_callback& abort) {
   if (!from_.window.can_seek() || std::exchange(has_told_surplus_, true)) return;
   mpeg_frame_reader behind(from_.window, {reader_.position(), file::unknown_size, nullptr}, nullptr);
-  if (behind.next(abort))
+  const auto frame = behind.next(abort);
+  if (frame && read_body(*frame, abort).size() == frame->header.frame_size)
     from_.log("MPEG stream contains more frames than it should according to the header.", event_logger::information);
 }
 

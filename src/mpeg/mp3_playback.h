@@ -61,7 +61,7 @@ class mp3_playback {
   std::uint64_t pending_skip_ = 0;              ///< samples decoded and dropped before the next that sounds
   std::uint64_t delivered_ = 0;                 ///< samples since the first that sounds
   std::uint64_t told_until_ = 0;                ///< what is wrong before that offset has been told [bytes]
-  mpeg_music_crc music_crc_;                    ///< of a test
+  lame_checksum music_crc_;                     ///< of a test
   std::optional<mpeg_bit_reservoir> reservoir_; ///< of a test, from a sound frame on
   bool has_ended_ = false;
   bool has_told_checksum_ = false;

@@ -1,6 +1,7 @@
 #include "mpeg/mp3_repair.h"
 
 #include "frame/command_job.h"
+#include "mpeg/frame_protection.h"
 #include "mpeg/vbr_header_writer.h"
 #include "tags/id3v1.h"
 #include "tags/id3v2_tag.h"
@@ -117,6 +118,33 @@ std::optional<file_edit> header_edit(const mp3_survey& survey, const known_delay
   return file_edit{range.begin, range.end, write_vbr_header(survey.first_bytes, make_record(survey, known), log)};
 }
 
+/// The edit of a header that is right but for its delays: what else LAME wrote there stays.
+std::optional<file_edit> delays_edit(const mp3_survey& survey, const known_delays& known, byte_window& window,
+                                     abort_callback& abort) {
+  const auto& told = survey.start.told;
+  if (!told || !told->delay || !leaves_samples(survey, known)) return std::nullopt;
+  if (known.delay > lame_extension::longest_delay || known.padding > lame_extension::longest_delay) return std::nullopt;
+  if (!is_right(survey, {*told->delay, *told->padding, true})) return std::nullopt;
+  const auto size = told->encoder_offset + lame_extension::size;
+  const auto old = window.at(survey.start.frame.offset, size, abort);
+  if (old.size() < size) return std::nullopt;
+
+  std::vector<std::byte> frame(old.begin(), old.end());
+  const auto checksum_at = told->encoder_offset + lame_extension::checksum_offset;
+  const auto checksum = [&] {
+    lame_checksum sum;
+    sum.add(std::span(frame).first(checksum_at));
+    return sum.value();
+  };
+  const bool has_checksum = load_be<std::uint16_t>(&frame[checksum_at]) == checksum();
+  const auto at = told->encoder_offset + lame_extension::delays_offset;
+  store_be(&frame[at], static_cast<std::uint8_t>(known.delay >> 4));
+  store_be(&frame[at + 1], static_cast<std::uint16_t>(known.delay << 12 | known.padding));
+  if (has_checksum) store_be(&frame[checksum_at], checksum());
+  const auto begin = survey.start.frame.offset;
+  return file_edit{begin + at, begin + size, {frame.begin() + static_cast<std::ptrdiff_t>(at), frame.end()}};
+}
+
 std::string describe_frames(const mp3_survey& survey) {
   return fmt::format("{} frames, {} bytes, {}", survey.places.count(), survey.size, survey.is_vbr ? "VBR" : "CBR");
 }
@@ -160,7 +188,8 @@ class repairer {
     const bool is_asked = wanted.delay || wanted.padding;
     if (is_asked && !known.is_known)
       throw exception_io_data("The file tells neither delay nor padding: both have to be given");
-    auto edit = header_edit(survey_, known, log);
+    auto edit = is_asked ? delays_edit(survey_, known, window_, abort) : std::nullopt;
+    if (!edit) edit = header_edit(survey_, known, log);
     result_.summary = describe_frames(survey_) + (edit ? "; header written" : "; header is right");
     if (edit) result_.edits.push_back(std::move(*edit));
   }

@@ -105,6 +105,7 @@ std::optional<mpeg_vbr_info> read_xing(std::span<const std::byte> frame) {
                              [](std::byte b) { return std::to_integer<std::uint8_t>(b); });
     }
     if ((flags & xing_has_quality) != 0) info.quality = in.be32();
+    info.encoder_offset = in.position();
     read_encoder(in.take(in.remaining()), info);
     return info;
   } catch (const zelmora_io::exception_io_data_truncation&) {

@@ -38,6 +38,7 @@ struct mpeg_vbr_info {
   bool is_vbr = false;
   std::optional<std::uint32_t> delay;   ///< silence that the encoder put in front [samples]
   std::optional<std::uint32_t> padding; ///< and behind
+  std::size_t encoder_offset = 0;       ///< of the encoder's text, in the frame [bytes]
   std::string tool;                     ///< the encoder
   std::string profile;                  ///< "CBR", "ABR", "VBR V2"...
   std::optional<std::uint32_t> quality;
@@ -57,8 +58,9 @@ inline constexpr std::size_t text_size = 9;
 inline constexpr std::size_t method_offset = 9;
 inline constexpr std::size_t lowpass_offset = 10;
 inline constexpr std::size_t delays_offset = 21;
-inline constexpr std::size_t delays_size = 3;   ///< 12 bits each
-inline constexpr std::size_t music_offset = 28; ///< a size of 4 bytes, and a checksum of 2
+inline constexpr std::size_t delays_size = 3;      ///< 12 bits each
+inline constexpr std::size_t checksum_offset = 34; ///< of all of the frame before it
+inline constexpr std::size_t music_offset = 28;    ///< a size of 4 bytes, and a checksum of 2
 inline constexpr std::uint32_t longest_delay = 0xFFF;
 } // namespace lame_extension
 
