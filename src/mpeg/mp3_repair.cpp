@@ -124,7 +124,7 @@ std::optional<file_edit> delays_edit(const mp3_survey& survey, const known_delay
   const auto& told = survey.start.told;
   if (!told || !told->delay || !leaves_samples(survey, known)) return std::nullopt;
   if (known.delay > lame_extension::longest_delay || known.padding > lame_extension::longest_delay) return std::nullopt;
-  if (!is_right(survey, {*told->delay, *told->padding, true})) return std::nullopt;
+  if (!is_right(survey, {*told->delay, *told->padding, true}) || is_right(survey, known)) return std::nullopt;
   const auto size = told->encoder_offset + lame_extension::size;
   const auto old = window.at(survey.start.frame.offset, size, abort);
   if (old.size() < size) return std::nullopt;

@@ -12,6 +12,9 @@ SECONDS = 120
 class Zel:
     def __init__(self, program):
         self.program = os.path.abspath(program)
+        with open(self.program, "rb") as file:
+            # The address sanitizer reserves more than any limit.
+            self.memory_limit = resource.RLIM_INFINITY if b"__asan_init" in file.read() else MEMORY_LIMIT
         self.faults = []
 
     def fault(self, path, command, expected, got):
@@ -25,7 +28,7 @@ class Zel:
         try:
             result = subprocess.run([self.program, *arguments], input=b"".join(os.fsencode(p) + b"\0" for p in paths),
                                     capture_output=True, timeout=seconds, check=False,
-                                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (MEMORY_LIMIT, MEMORY_LIMIT)))
+                                    preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (self.memory_limit,) * 2))
         except subprocess.TimeoutExpired:
             self.fault(f"{len(paths)} paths" if paths else arguments[-1], " ".join(arguments), "an end", f"none in {seconds} s")
             return None, b"", ""
