@@ -61,7 +61,6 @@ class mpeg_frame_reader {
   std::uint64_t position() const noexcept { return position_; }
   /// The number of the next frame.
   std::uint64_t number() const noexcept { return number_; }
-  byte_window& window() noexcept { return window_; }
 
  private:
   enum class verdict { frame, damaged_frame, no_frame };

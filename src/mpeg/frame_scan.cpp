@@ -13,6 +13,7 @@ constexpr std::size_t scan_block = 16384; ///< searched at once [bytes]
 constexpr std::uint64_t search_limit = 1'048'576;
 constexpr std::uint64_t search_limit_of_streams = 32'768;
 constexpr std::size_t last_block = 4096; ///< searched first from the end: it holds a frame [bytes]
+/// A search from the end gives up: preallocated files end in far more that is no audio [bytes].
 constexpr std::uint64_t backward_limit = std::uint64_t{4} << 20;
 constexpr std::size_t look_ahead = 2885;              ///< the largest frame, and the header behind it [bytes]
 constexpr std::size_t overlap = mpeg_header_size - 1; ///< so that a header across two blocks is seen

@@ -39,7 +39,7 @@ inline std::optional<found_mpeg_frame> find_first_mpeg_frame(byte_window& window
 }
 
 /// Where the last frame ends, at or before `end_of_audio`, in a stream that begins with `first`. None when only other
-/// bytes are behind its offset; `end_of_audio` when those are more than anything but malice or a broken disk leaves.
+/// bytes are behind its offset; `end_of_audio` when those are more than are searched from the end.
 std::optional<std::uint64_t> find_last_mpeg_frame_end(byte_window& window, const found_mpeg_frame& first,
                                                       std::uint64_t end_of_audio, abort_callback& abort);
 
