@@ -67,32 +67,34 @@ class album_art_set_editor : public album_art_editor_instance {
   album_art_set pictures_;
 };
 
-} // namespace detail
-
-template <class Format>
-class album_art_extractor_impl : public album_art_extractor {
+/// What both entries of a format answer alike.
+template <class Format, class Interface>
+class album_art_format : public Interface {
  public:
   bool is_our_path(std::string_view path, std::string_view extension) override {
     return Format::is_our_path(path, extension);
-  }
-  album_art_extractor_instance_ptr open(file_ptr file, std::string_view path, abort_callback& abort) override {
-    input_open_file_helper(file, path, input_open_info_read, abort);
-    return service_new<detail::album_art_set_extractor>(Format::read(*file, abort));
   }
   guid get_guid() override { return Format::get_guid(); }
 };
 
+} // namespace detail
+
 template <class Format>
-class album_art_editor_impl : public album_art_editor {
+class album_art_extractor_impl : public detail::album_art_format<Format, album_art_extractor> {
  public:
-  bool is_our_path(std::string_view path, std::string_view extension) override {
-    return Format::is_our_path(path, extension);
+  album_art_extractor_instance_ptr open(file_ptr file, std::string_view path, abort_callback& abort) override {
+    input_open_file_helper(file, path, input_open_info_read, abort);
+    return service_new<detail::album_art_set_extractor>(Format::read(*file, abort));
   }
+};
+
+template <class Format>
+class album_art_editor_impl : public detail::album_art_format<Format, album_art_editor> {
+ public:
   album_art_editor_instance_ptr open(file_ptr file, std::string_view path, abort_callback& abort) override {
     input_open_file_helper(file, path, input_open_info_write, abort);
     return service_new<detail::album_art_set_editor<Format>>(std::move(file), path, abort);
   }
-  guid get_guid() override { return Format::get_guid(); }
 };
 
 /// Registers both: `static album_art_factory_t<format> factory;`.
